@@ -1,0 +1,106 @@
+// tags: how the library's own code walks tag lists, reads values out of items and slots, and builds small lists.
+#ifndef Q7_CORE_TAGS_HPP
+#define Q7_CORE_TAGS_HPP
+
+#include <cstdarg>
+#include <cstring>
+#include <type_traits>
+
+#include "core/q7tags.h"
+
+namespace q7 {
+
+// The range over the ordinary items of a list: links are followed, a tag-5 item without a second list ends it.
+class TagRange {
+ public:
+  class Iterator {
+   public:
+    explicit Iterator(Q7TagItem *list) : state_{list, nullptr}, item_(list ? Q7TagNext(state_) : nullptr) {}
+    Q7TagItem &operator*() const { return *item_; }
+    Iterator &operator++() {
+      item_ = Q7TagNext(state_);
+      return *this;
+    }
+    bool operator!=(const Iterator &other) const { return item_ != other.item_; }
+
+   private:
+    Q7TagItem *state_[2];
+    Q7TagItem *item_;
+  };
+  explicit TagRange(Q7TagItem *list) : list_(list) {}
+  Iterator begin() const { return Iterator(list_); }
+  static Iterator end() { return Iterator(nullptr); }
+
+ private:
+  Q7TagItem *list_;
+};
+
+inline TagRange tags(Q7TagItem *list) { return TagRange(list); }
+
+// A message argument or item value out of a pointer or number, and back. Narrow numbers keep their low bits.
+template <class T>
+uint64_t arg(T value) {
+  if constexpr (std::is_pointer_v<T>) {
+    return reinterpret_cast<uint64_t>(value);
+  } else {
+    return static_cast<uint64_t>(value);
+  }
+}
+inline uint64_t arg(std::nullptr_t) { return 0; }
+
+template <class T>
+T as(uint64_t value) {
+  if constexpr (std::is_pointer_v<T>) {
+    return reinterpret_cast<T>(value);
+  } else {
+    return static_cast<T>(value);
+  }
+}
+
+// The tag-list slot when a method carries a plain value in it.
+template <class T>
+Q7TagItem *slot(T value) {
+  return reinterpret_cast<Q7TagItem *>(arg(value));
+}
+template <class T>
+T slot_as(Q7TagItem *tags) {
+  return as<T>(reinterpret_cast<uint64_t>(tags));
+}
+inline int32_t slot_int(Q7TagItem *tags) { return slot_as<int32_t>(tags); }
+
+template <class T>
+T value(const Q7TagItem &item) {
+  return as<T>(item.data);
+}
+inline bool flag(const Q7TagItem &item) { return item.data != 0; }
+
+// Answers a get: stores a value of the attribute's type at the item's destination; a null destination takes nothing.
+template <class T>
+bool store(const Q7TagItem &item, std::type_identity_t<T> value) {
+  if (item.data) std::memcpy(reinterpret_cast<void *>(item.data), &value, sizeof(T));
+  return true;
+}
+
+// What a variadic sender gathers: 256 items and the end. Stops behind tag 0 and behind a link's value. `full` is set
+// when a 256th item was stored before the end.
+struct GatheredTags {
+  Q7TagItem items[Q7TAG_MAX_ITEMS + 2];
+};
+inline bool gather(GatheredTags &list, uint32_t tag, va_list arguments) {
+  Q7TagItem *item = list.items;
+  for (;;) {
+    item->tag = tag;
+    if (tag == Q7TAG_END) return true;
+    item->data = va_arg(arguments, uint64_t);
+    ++item;
+    if (tag == Q7TAG_LINK) return true;
+    if (item == list.items + Q7TAG_MAX_ITEMS + 1) break;
+    tag = va_arg(arguments, uint32_t);
+  }
+  item->tag = Q7TAG_END;
+  return false;
+}
+
+}  // namespace q7
+
+#endif
