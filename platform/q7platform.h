@@ -150,14 +150,16 @@ Q7_API int32_t Q7RegisterTaskClass(Q7App *app);
 enum {
   Q7M_SIGNAL_WAKE = 2000, /**< Wakes one waiter; without a waiter the wake is kept for the next wait, each wake for one
                              wait. 1. */
-  Q7M_SIGNAL_WAIT = 2001  /**< Slot: time-out in milliseconds (uint32_t), 0 waits for ever. 1 when woken, 0 on time-out. */
+  Q7M_SIGNAL_WAIT =
+      2001 /**< Slot: time-out in milliseconds (uint32_t), 0 waits for ever. 1 when woken, 0 on time-out. */
 };
 
 /** Registers class 2 as Q7RegisterTaskClass does class 1. */
 Q7_API int32_t Q7RegisterSemaphoreClass(Q7App *app);
 
 /**
- * Registers the layer's timer class; its id and messages are the layer's own. Default: class 3, platform/posix/q7posix.h.
+ * Registers the layer's timer class; its id and messages are the layer's own. Default: class 3,
+ * platform/posix/q7posix.h.
  * @return 1, or 0, reported
  */
 Q7_API int32_t Q7RegisterTimerClass(Q7App *app);
@@ -235,9 +237,9 @@ Q7_API int32_t Q7AppCloseLocale(Q7App *app, void *catalogue, uint32_t count);
 /* ---- Files and libraries. No application is needed, but for libraries. ---- */
 
 /**
- * Calls each(is_folder, path, context) for every entry of a folder but "." and "..". The path is the folder, "/" and the
- * entry's name; a link counts as what it points to. A result of 0 ends the scan. Default: the folder is read before the
- * first call and visited in the byte order of the names, so the callback may change it.
+ * Calls each(is_folder, path, context) for every entry of a folder but "." and "..". The path is the folder, "/" and
+ * the entry's name; a link counts as what it points to. A result of 0 ends the scan. Default: the folder is read before
+ * the first call and visited in the byte order of the names, so the callback may change it.
  * @return 1, also when the callback ended the scan; 0, silently, when the folder cannot be read
  */
 Q7_API int32_t Q7ExamineDir(const char *folder, int32_t (*each)(int32_t is_folder, const char *path, void *context),
@@ -258,8 +260,8 @@ typedef int32_t (*Q7LibraryEntry)(Q7App *app);
  * Q7RecordLibrary, are for.
  * @param path a path; a bare name is a file in the current folder
  * @param reserved1, reserved2 0
- * @return a handle for Q7LibraryClose; null, reported, when the file cannot be loaded, has no registration entry, or its
- * registration answers 0. The library is then closed again; if it left classes behind, its code stays in memory.
+ * @return a handle for Q7LibraryClose; null, reported, when the file cannot be loaded, has no registration entry, or
+ * its registration answers 0. The library is then closed again; if it left classes behind, its code stays in memory.
  */
 Q7_API void *Q7LibraryOpen(Q7App *app, const char *path, uint64_t reserved1, uint64_t reserved2);
 /**

@@ -1,5 +1,5 @@
-// mofile: look-up in a compiled catalogue. The format: a header of seven 32-bit words (magic, revision, count, offset of
-// the key table, offset of the text table, two of a hash table that is not needed); both tables are (length, offset)
+// mofile: look-up in a compiled catalogue. The format: a header of seven 32-bit words (magic, revision, count, offset
+// of the key table, offset of the text table, two of a hash table that is not needed); both tables are (length, offset)
 // pairs, the keys in byte order; a key in a context is the context, the byte 4, and the key.
 #include "platform/posix/mofile.hpp"
 

@@ -1,5 +1,5 @@
-// mofile: a compiled gettext catalogue in memory. The file may come from anybody, so nothing in it is trusted: a text is
-// handed out only when it lies whole inside the file, ends with NUL and is UTF-8.
+// mofile: a compiled gettext catalogue in memory. The file may come from anybody, so nothing in it is trusted: a text
+// is handed out only when it lies whole inside the file, ends with NUL and is UTF-8.
 #ifndef Q7_PLATFORM_POSIX_MOFILE_HPP
 #define Q7_PLATFORM_POSIX_MOFILE_HPP
 

@@ -29,8 +29,8 @@ using namespace q7posix;
 
 namespace {
 
-constexpr off_t kMaxFile = 16 << 20;    // bytes of a catalogue file
-constexpr size_t kMaxLanguage = 64;     // characters of a language code
+constexpr off_t kMaxFile = 16 << 20;  // bytes of a catalogue file
+constexpr size_t kMaxLanguage = 64;   // characters of a language code
 constexpr uint32_t kMaxEntries = 1 << 20;
 
 struct File {
@@ -65,15 +65,15 @@ struct LanguageName {
 };
 // Languages by English and own name; anything else is taken as a code.
 constexpr LanguageName kNames[] = {
-    {"english", "en"},    {"german", "de"},     {"deutsch", "de"},   {"finnish", "fi"},  {"suomi", "fi"},
-    {"french", "fr"},     {"francais", "fr"},   {"italian", "it"},   {"italiano", "it"}, {"spanish", "es"},
-    {"espanol", "es"},    {"portuguese", "pt"}, {"portugues", "pt"}, {"dutch", "nl"},    {"nederlands", "nl"},
-    {"swedish", "sv"},    {"svenska", "sv"},    {"danish", "da"},    {"dansk", "da"},    {"norwegian", "nb"},
-    {"norsk", "nb"},      {"polish", "pl"},     {"polski", "pl"},    {"czech", "cs"},    {"cesky", "cs"},
-    {"hungarian", "hu"},  {"magyar", "hu"},     {"russian", "ru"},   {"greek", "el"},    {"turkish", "tr"},
-    {"japanese", "ja"},   {"chinese", "zh"},    {"korean", "ko"},    {"estonian", "et"}, {"eesti", "et"},
-    {"icelandic", "is"},  {"slovak", "sk"},     {"slovenian", "sl"}, {"croatian", "hr"}, {"romanian", "ro"},
-    {"ukrainian", "uk"},  {"hebrew", "he"},     {"arabic", "ar"},    {"catalan", "ca"},
+    {"english", "en"},   {"german", "de"},     {"deutsch", "de"},   {"finnish", "fi"},  {"suomi", "fi"},
+    {"french", "fr"},    {"francais", "fr"},   {"italian", "it"},   {"italiano", "it"}, {"spanish", "es"},
+    {"espanol", "es"},   {"portuguese", "pt"}, {"portugues", "pt"}, {"dutch", "nl"},    {"nederlands", "nl"},
+    {"swedish", "sv"},   {"svenska", "sv"},    {"danish", "da"},    {"dansk", "da"},    {"norwegian", "nb"},
+    {"norsk", "nb"},     {"polish", "pl"},     {"polski", "pl"},    {"czech", "cs"},    {"cesky", "cs"},
+    {"hungarian", "hu"}, {"magyar", "hu"},     {"russian", "ru"},   {"greek", "el"},    {"turkish", "tr"},
+    {"japanese", "ja"},  {"chinese", "zh"},    {"korean", "ko"},    {"estonian", "et"}, {"eesti", "et"},
+    {"icelandic", "is"}, {"slovak", "sk"},     {"slovenian", "sl"}, {"croatian", "hr"}, {"romanian", "ro"},
+    {"ukrainian", "uk"}, {"hebrew", "he"},     {"arabic", "ar"},    {"catalan", "ca"},
 };
 
 // The language's code without its character set; empty when the name cannot be one. It becomes part of a path, so
@@ -87,7 +87,8 @@ void language_code(const Q7App *app, char *code) {
   bool sound = length > 0 && length < kMaxLanguage;
   for (size_t i = 0; sound && i < length; ++i) {
     char c = name[i];
-    sound = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' || c == '@';
+    sound =
+        (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' || c == '@';
   }
   if (!sound) length = 0;
   memcpy(code, name, length);

@@ -87,22 +87,16 @@ bool q7mp_set(Port &port, const Q7TagItem &item) {
       Q7WakeUpGui(nullptr);  // what waited can be delivered now
       return true;
     }
-    case Q7A_MSGPORT_METHOD:
-      port.method = static_cast<uint32_t>(item.data);
-      return true;
-    default:
-      return false;
+    case Q7A_MSGPORT_METHOD: port.method = static_cast<uint32_t>(item.data); return true;
+    default: return false;
   }
 }
 
 bool q7mp_get(const Port &port, const Q7TagItem &item) {
   switch (item.tag) {
-    case Q7A_MSGPORT_TARGET:
-      return store<Q7Object *>(item, port.target);
-    case Q7A_MSGPORT_METHOD:
-      return store<uint32_t>(item, port.method);
-    default:
-      return false;
+    case Q7A_MSGPORT_TARGET: return store<Q7Object *>(item, port.target);
+    case Q7A_MSGPORT_METHOD: return store<uint32_t>(item, port.method);
+    default: return false;
   }
 }
 
@@ -133,29 +127,20 @@ uint64_t q7mp_dispose(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagI
 
 uint64_t q7mp_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   switch (method) {
-    case Q7M_NEW:
-      return q7mp_new(cl, obj, a, b, list);
-    case Q7M_DISPOSE:
-      return q7mp_dispose(cl, obj, a, b, list);
-    case Q7M_SET:
-      return walk<Port>(cl, obj, method, list, q7mp_set);
-    case Q7M_GET:
-      return walk<Port>(cl, obj, method, list, q7mp_get);
-    case Q7M_COPY:
-      return 0;  // a byte copy would share the original's messages
-    case Q7M_MSGPORT_PUT:
-      return q7mp_put(data<Port>(cl, obj), {a, b, word(list)});
-    case Q7M_MSGPORT_TAKE:
-      return q7mp_take(data<Port>(cl, obj), reinterpret_cast<Q7PortMessage *>(list));
-    case Q7M_MSGPORT_COUNT:
-      return q7mp_count(data<Port>(cl, obj));
-    default:
-      return inherit(cl, obj, method, a, b, list);
+    case Q7M_NEW: return q7mp_new(cl, obj, a, b, list);
+    case Q7M_DISPOSE: return q7mp_dispose(cl, obj, a, b, list);
+    case Q7M_SET: return walk<Port>(cl, obj, method, list, q7mp_set);
+    case Q7M_GET: return walk<Port>(cl, obj, method, list, q7mp_get);
+    case Q7M_COPY: return 0;  // a byte copy would share the original's messages
+    case Q7M_MSGPORT_PUT: return q7mp_put(data<Port>(cl, obj), {a, b, word(list)});
+    case Q7M_MSGPORT_TAKE: return q7mp_take(data<Port>(cl, obj), reinterpret_cast<Q7PortMessage *>(list));
+    case Q7M_MSGPORT_COUNT: return q7mp_count(data<Port>(cl, obj));
+    default: return inherit(cl, obj, method, a, b, list);
   }
 }
 
-constexpr ClassDef port_class = {Q7C_MSGPORT,  Q7C_ROOT,            "q7msgport", q7mp_dispatch,
-                                 sizeof(Port), Q7RegisterRootClass, "Message Port"};
+constexpr ClassDef port_class = {Q7C_MSGPORT,         Q7C_ROOT,      "q7msgport", q7mp_dispatch, sizeof(Port),
+                                 Q7RegisterRootClass, "Message Port"};
 
 // The next message that this round may deliver; null when none is left.
 Message *next_delivery(Q7Object *&target, uint32_t &method) {

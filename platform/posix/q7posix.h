@@ -7,8 +7,10 @@
 
 Q7_BEGIN_DECLS
 
-/** Ids of the layer's own classes. */
+/** Ids of the layer's own choice. */
 enum { Q7C_TIMER = 3, Q7C_MSGPORT = 4, Q7C_ICON = 27, Q7C_CURSOR = 28, Q7C_FRAME = 29 };
+/** Ids that the library and its clients ask for. */
+enum { Q7C_FONT = 11, Q7C_WINDOW = 20, Q7C_OSGADGET = 26, Q7C_OSGADGET2 = 80, Q7C_SPLITTER = 284 };
 
 /** What Q7ProcessEventsA does (its argument). */
 enum {
@@ -60,6 +62,56 @@ typedef struct Q7PortMessage {
   uint64_t b;    /**< Second value. */
   uint64_t slot; /**< Third value. */
 } Q7PortMessage;
+
+/**
+ * Window, class 20, superclass the widget class, 41. Attributes 20500 to 20549 are kept as they are set and given back;
+ * all are int32_t but the draw context.
+ */
+enum {
+  Q7A_WINDOW_FIRST = 20500,
+  Q7A_WINDOW_INNER_WIDTH = 20510,  /**< get: int32_t, width inside the border. */
+  Q7A_WINDOW_INNER_HEIGHT = 20511, /**< get: int32_t. */
+  Q7A_WINDOW_DRAW_CONTEXT = 20523, /**< Q7Object *, not referenced; null until one is set. */
+  Q7A_WINDOW_LAST = 20549
+};
+
+/**
+ * Frame, class 29, superclass the widget class: gives a geometry manager the insets of what lies inside it. The client
+ * area's offset (41509, 41510) is the left and the top inset.
+ */
+enum {
+  Q7A_FRAME_LEFT = 41522,   /**< int32_t, pixels; Q7FRAME_DEFAULT_INSET at first, as are the others. */
+  Q7A_FRAME_TOP = 41523,    /**< int32_t */
+  Q7A_FRAME_RIGHT = 41524,  /**< int32_t */
+  Q7A_FRAME_BOTTOM = 41525, /**< int32_t */
+  Q7FRAME_DEFAULT_INSET = 2
+};
+
+/** Splitter, class 284, superclass the widget class. */
+enum {
+  Q7M_SPLITTER_DRAG = 284000,    /**< Slot: int32_t, pixels: the user has dragged it that far. Keeps the distance and
+                                    sends its manager (41543) 25001 with a = 284501, b = the splitter, slot = the
+                                    distance; the manager's answer, the movement applied. */
+  Q7A_SPLITTER_DISTANCE = 284501 /**< int32_t: the distance of the last drag. */
+};
+
+/** Font, class 11, superclass the root class. Attributes 11500 to 11515 are kept as int32_t. */
+enum {
+  Q7A_FONT_FIRST = 11500,
+  Q7A_FONT_HEIGHT = 11501, /**< Pixels from line to line; 10 at first. */
+  Q7A_FONT_ASCENT = 11504, /**< Pixels above the base line; 8 at first. */
+  Q7A_FONT_LAST = 11515,
+  Q7FONT_DEFAULT_HEIGHT = 10,
+  Q7FONT_DEFAULT_ASCENT = 8
+};
+
+/** Icon, class 27, and cursor, class 28, superclass the root class: an object names a picture (513). */
+enum {
+  Q7A_ICON_WIDTH = 27500,  /**< int32_t, pixels. */
+  Q7A_ICON_HEIGHT = 27501, /**< int32_t, pixels. */
+  Q7A_CURSOR_X = 28500,    /**< int32_t, pixels from the left edge to the point that the cursor shows. */
+  Q7A_CURSOR_Y = 28501     /**< int32_t, pixels from the top edge. */
+};
 
 Q7_END_DECLS
 

@@ -7,9 +7,9 @@
 //
 // One lock guards everything here. Nothing in here stops the application: without a store, reading finds nothing and
 // writing answers 0, and each kind of trouble is reported once an application.
+#include <fcntl.h>
 #include <pthread.h>
 #include <sqlite3.h>
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -64,22 +64,22 @@ struct Key {    // a handle
 struct Store {
   sqlite3 *database;
   sqlite3_stmt *statements[kStatements];
-  pid_t owner;           // the process that opened it; a forked child must not go on with it
-  bool writable;         // opened for writing, tables made
-  int32_t groups;        // nesting of groups of writes
-  bool group_failed;     // the group's writes answer 0
-  uint32_t reported;     // Trouble
-  Q7List keys;           // open handles
+  pid_t owner;        // the process that opened it; a forked child must not go on with it
+  bool writable;      // opened for writing, tables made
+  int32_t groups;     // nesting of groups of writes
+  bool group_failed;  // the group's writes answer 0
+  uint32_t reported;  // Trouble
+  Q7List keys;        // open handles
   bool keys_made;
   char path[kPathSize];
 };
-Store store;
+Store db;
 pthread_mutex_t store_lock = PTHREAD_MUTEX_INITIALIZER;
 
 void tell_once(Trouble trouble, const char *what, const char *why) {
-  if (store.reported & trouble) return;
-  store.reported |= trouble;
-  Q7P_ERROR("q7settings", "%s: %.300s%s%.300s", what, store.path, *why ? ": " : "", why);
+  if (db.reported & trouble) return;
+  db.reported |= trouble;
+  Q7P_ERROR("q7settings", "%s: %.300s%s%.300s", what, db.path, *why ? ": " : "", why);
 }
 
 // The store's path; false without a home folder.
@@ -102,18 +102,18 @@ void make_folders(const char *path) {
 }
 
 void close_store() {
-  if (store.owner != getpid()) {
+  if (db.owner != getpid()) {
     // The parent process goes on with the descriptors; closing them here would take its locks away.
-    store.database = nullptr;
-    memset(store.statements, 0, sizeof store.statements);
+    db.database = nullptr;
+    memset(db.statements, 0, sizeof db.statements);
   }
-  for (sqlite3_stmt *&statement : store.statements) {
+  for (sqlite3_stmt *&statement : db.statements) {
     sqlite3_finalize(statement);
     statement = nullptr;
   }
-  sqlite3_close(store.database);
-  store.database = nullptr;
-  store.writable = false;
+  sqlite3_close(db.database);
+  db.database = nullptr;
+  db.writable = false;
 }
 
 bool is_damage(int code) { return (code & 0xFF) == SQLITE_CORRUPT || (code & 0xFF) == SQLITE_NOTADB; }
@@ -179,7 +179,7 @@ void move_aside(const char *path) {
 
 bool prepare() {
   for (int i = 0; i < kStatements; ++i) {
-    if (sqlite3_prepare_v3(store.database, kSql[i], -1, SQLITE_PREPARE_PERSISTENT, &store.statements[i], nullptr) !=
+    if (sqlite3_prepare_v3(db.database, kSql[i], -1, SQLITE_PREPARE_PERSISTENT, &db.statements[i], nullptr) !=
         SQLITE_OK) {
       return false;
     }
@@ -187,35 +187,35 @@ bool prepare() {
   return true;
 }
 
-// Opens the store at store.path. A reader is content with what is there.
+// Opens the store at db.path. A reader is content with what is there.
 bool open_at_path(bool writing) {
   struct stat status;
-  if (!writing && stat(store.path, &status) != 0) return false;
-  if (writing) make_folders(store.path);
-  int code = connect(store.path, writing, &store.database);
+  if (!writing && stat(db.path, &status) != 0) return false;
+  if (writing) make_folders(db.path);
+  int code = connect(db.path, writing, &db.database);
   if (is_damage(code)) {
-    move_aside(store.path);
-    if (!writing && stat(store.path, &status) != 0) return false;
-    code = connect(store.path, writing, &store.database);
+    move_aside(db.path);
+    if (!writing && stat(db.path, &status) != 0) return false;
+    code = connect(db.path, writing, &db.database);
   }
   if (code != SQLITE_OK) {
     tell_once(writing ? kCannotWrite : kCannotRead, "Cannot open the settings", sqlite3_errstr(code));
     return false;
   }
-  store.owner = getpid();
+  db.owner = getpid();
   if (writing) {
-    code = sqlite3_exec(store.database, kSchema, nullptr, nullptr, nullptr);
+    code = sqlite3_exec(db.database, kSchema, nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) {
-      tell_once(kCannotWrite, "Cannot write the settings", sqlite3_errmsg(store.database));
+      tell_once(kCannotWrite, "Cannot write the settings", sqlite3_errmsg(db.database));
       close_store();
       return false;
     }
-    store.writable = true;
+    db.writable = true;
   }
   if (prepare()) return true;
-  // A file that a first writer was stopped in has no tables yet: for a reader it is an empty store. Tables of another
+  // A file that a first writer was stopped in has no tables yet: for a reader it is an empty db. Tables of another
   // form are somebody else's.
-  if (writing) tell_once(kCannotOpen, "The settings have an unknown form", sqlite3_errmsg(store.database));
+  if (writing) tell_once(kCannotOpen, "The settings have an unknown form", sqlite3_errmsg(db.database));
   close_store();
   return false;
 }
@@ -228,27 +228,27 @@ bool use_store(bool writing) {
     if (writing) tell_once(kNoHome, "Without a home folder no settings are kept", "");
     return false;
   }
-  bool stale = store.database && store.owner != getpid();
+  bool stale = db.database && db.owner != getpid();
   if (stale) {
-    store.groups = 0;
-    store.group_failed = false;
+    db.groups = 0;
+    db.group_failed = false;
   }
-  if (stale || (store.groups == 0 && strcmp(path, store.path) != 0)) close_store();
-  if (!store.database) {
-    memcpy(store.path, path, strlen(path) + 1);
-  } else if (writing && !store.writable) {
+  if (stale || (db.groups == 0 && strcmp(path, db.path) != 0)) close_store();
+  if (!db.database) {
+    memcpy(db.path, path, strlen(path) + 1);
+  } else if (writing && !db.writable) {
     close_store();
   }
-  return store.database || open_at_path(writing);
+  return db.database || open_at_path(writing);
 }
 
 // Behind a failed step. Damage that comes to light late is dealt with as at the start; the group it happened in fails.
 void step_failed(int code, Trouble trouble, const char *what) {
   tell_once(trouble, what, sqlite3_errstr(code));
-  if (store.groups) store.group_failed = true;
+  if (db.groups) db.group_failed = true;
   if (!is_damage(code)) return;
   close_store();
-  move_aside(store.path);
+  move_aside(db.path);
 }
 
 bool bind_key(sqlite3_stmt *statement, const Key &key) {
@@ -270,12 +270,12 @@ bool run_write(sqlite3_stmt *statement) {
   return false;
 }
 
-bool may_write() { return use_store(true) && !(store.groups && store.group_failed); }
+bool may_write() { return use_store(true) && !(db.groups && db.group_failed); }
 
 Q7List *open_keys() {
-  if (!store.keys_made) Q7NewList(&store.keys);
-  store.keys_made = true;
-  return &store.keys;
+  if (!db.keys_made) Q7NewList(&db.keys);
+  db.keys_made = true;
+  return &db.keys;
 }
 
 Key *as_key(void *handle) {
@@ -301,7 +301,7 @@ Key *make_key(uint32_t scope, const char *text) {
 }
 
 bool key_exists(const Key &key) {
-  sqlite3_stmt *statement = store.statements[kFindKey];
+  sqlite3_stmt *statement = db.statements[kFindKey];
   int code = bind_key(statement, key) ? sqlite3_step(statement) : SQLITE_NOMEM;
   reset(statement);
   if (code != SQLITE_ROW && code != SQLITE_DONE) step_failed(code, kCannotRead, "Cannot read the settings");
@@ -310,7 +310,7 @@ bool key_exists(const Key &key) {
 
 bool make_key_row(const Key &key) {
   if (key_exists(key)) return true;
-  sqlite3_stmt *statement = may_write() ? store.statements[kMakeKey] : nullptr;
+  sqlite3_stmt *statement = may_write() ? db.statements[kMakeKey] : nullptr;
   return statement && bind_key(statement, key) && run_write(statement);
 }
 
@@ -334,7 +334,7 @@ bool read_value(void *handle, const char *name, Take take) {
   Guard guard(store_lock);
   Key *key = as_key(handle);
   if (!key || !name || !use_store(false)) return false;
-  sqlite3_stmt *statement = store.statements[kReadValue];
+  sqlite3_stmt *statement = db.statements[kReadValue];
   int code = bind_key(statement, *key) ? sqlite3_bind_text(statement, 3, name, -1, SQLITE_STATIC) : SQLITE_NOMEM;
   if (code == SQLITE_OK) code = sqlite3_step(statement);
   bool found = code == SQLITE_ROW && take(statement);
@@ -348,7 +348,7 @@ bool write_value(void *handle, const char *name, Bind bind) {
   Guard guard(store_lock);
   Key *key = as_key(handle);
   if (!key || !name || !may_write()) return false;
-  sqlite3_stmt *statement = store.statements[kWriteValue];
+  sqlite3_stmt *statement = db.statements[kWriteValue];
   if (bind_key(statement, *key) && sqlite3_bind_text(statement, 3, name, -1, SQLITE_STATIC) == SQLITE_OK &&
       bind(statement) == SQLITE_OK) {
     return run_write(statement);
@@ -376,15 +376,15 @@ namespace q7posix {
 
 void close_settings() {
   Guard guard(store_lock);
-  if (store.groups && store.database && store.owner == getpid()) {
-    sqlite3_exec(store.database, "ROLLBACK", nullptr, nullptr, nullptr);
+  if (db.groups && db.database && db.owner == getpid()) {
+    sqlite3_exec(db.database, "ROLLBACK", nullptr, nullptr, nullptr);
   }
-  store.groups = 0;
-  store.group_failed = false;
+  db.groups = 0;
+  db.group_failed = false;
   close_store();
   while (Q7Node *key = Q7RemHead(open_keys())) free_key(reinterpret_cast<Key *>(key));
-  store.reported = 0;
-  *store.path = 0;
+  db.reported = 0;
+  *db.path = 0;
 }
 
 }  // namespace q7posix
@@ -439,42 +439,42 @@ int32_t Q7AppWriteRegistryInt(Q7App *, void *key, const char *name, int32_t valu
 }
 
 int32_t Q7AppWriteRegistryString(Q7App *, void *key, const char *name, const char *text) {
-  return text && write_value(key, name,
-                             [&](sqlite3_stmt *row) { return sqlite3_bind_text(row, 4, text, -1, SQLITE_STATIC); });
+  return text &&
+         write_value(key, name, [&](sqlite3_stmt *row) { return sqlite3_bind_text(row, 4, text, -1, SQLITE_STATIC); });
 }
 
 int32_t Q7AppBeginRegistryWrite(Q7App *, uint32_t) {
   Guard guard(store_lock);
-  if (store.groups > 0 && store.database && store.owner != getpid()) store.groups = 0;
-  if (store.groups++ > 0) return !store.group_failed;
-  store.group_failed = false;
+  if (db.groups > 0 && db.database && db.owner != getpid()) db.groups = 0;
+  if (db.groups++ > 0) return !db.group_failed;
+  db.group_failed = false;
   if (use_store(true)) {
-    int code = sqlite3_exec(store.database, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    int code = sqlite3_exec(db.database, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     if (code == SQLITE_OK) return 1;
     step_failed(code, kCannotWrite, "Cannot write the settings");
   }
-  store.group_failed = true;
+  db.group_failed = true;
   return 0;
 }
 
 int32_t Q7AppEndRegistryWrite(Q7App *, uint32_t) {
   Guard guard(store_lock);
-  if (store.groups == 0) return 0;
-  if (store.groups > 1) {
-    --store.groups;
-    return !store.group_failed;
+  if (db.groups == 0) return 0;
+  if (db.groups > 1) {
+    --db.groups;
+    return !db.group_failed;
   }
   bool stored = false;
-  if (store.database && store.owner == getpid() && !store.group_failed) {
-    int code = sqlite3_exec(store.database, "COMMIT", nullptr, nullptr, nullptr);
+  if (db.database && db.owner == getpid() && !db.group_failed) {
+    int code = sqlite3_exec(db.database, "COMMIT", nullptr, nullptr, nullptr);
     stored = code == SQLITE_OK;
     if (!stored) step_failed(code, kCannotWrite, "Cannot write the settings");
   }
   // A system that ran out of space may have ended the transaction itself.
-  if (!stored && store.database && store.owner == getpid() && !sqlite3_get_autocommit(store.database)) {
-    sqlite3_exec(store.database, "ROLLBACK", nullptr, nullptr, nullptr);
+  if (!stored && db.database && db.owner == getpid() && !sqlite3_get_autocommit(db.database)) {
+    sqlite3_exec(db.database, "ROLLBACK", nullptr, nullptr, nullptr);
   }
-  store.groups = 0;
-  store.group_failed = false;
+  db.groups = 0;
+  db.group_failed = false;
   return stored;
 }

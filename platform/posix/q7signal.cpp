@@ -86,23 +86,17 @@ uint64_t q7si_wait(Signal &signal, Q7Object *obj, uint32_t milliseconds) {
 
 uint64_t q7si_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   switch (method) {
-    case Q7M_NEW:
-      return q7si_new(cl, obj, a, b, list);
-    case Q7M_DISPOSE:
-      return q7si_dispose(cl, obj, a, b, list);
-    case Q7M_COPY:
-      return 0;  // a mutex cannot be copied
-    case Q7M_SIGNAL_WAKE:
-      return q7si_wake(data<Signal>(cl, obj));
-    case Q7M_SIGNAL_WAIT:
-      return q7si_wait(data<Signal>(cl, obj), obj, static_cast<uint32_t>(word(list)));
-    default:
-      return inherit(cl, obj, method, a, b, list);
+    case Q7M_NEW: return q7si_new(cl, obj, a, b, list);
+    case Q7M_DISPOSE: return q7si_dispose(cl, obj, a, b, list);
+    case Q7M_COPY: return 0;  // a mutex cannot be copied
+    case Q7M_SIGNAL_WAKE: return q7si_wake(data<Signal>(cl, obj));
+    case Q7M_SIGNAL_WAIT: return q7si_wait(data<Signal>(cl, obj), obj, static_cast<uint32_t>(word(list)));
+    default: return inherit(cl, obj, method, a, b, list);
   }
 }
 
-constexpr ClassDef signal_class = {
-    Q7C_SIGNAL, Q7C_ROOT, "q7signal", q7si_dispatch, sizeof(Signal), Q7RegisterRootClass, "Signal"};
+constexpr ClassDef signal_class = {Q7C_SIGNAL,          Q7C_ROOT, "q7signal", q7si_dispatch, sizeof(Signal),
+                                   Q7RegisterRootClass, "Signal"};
 
 }  // namespace
 

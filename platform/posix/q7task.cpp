@@ -223,28 +223,20 @@ uint64_t q7ta_class_free(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7T
 
 uint64_t q7ta_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   switch (method) {
-    case Q7M_NEW:
-      return q7ta_new(cl, obj, a, b, list);
-    case Q7M_DISPOSE:
-      return q7ta_dispose(cl, obj, a, b, list);
-    case Q7M_SET:
-      return walk<Task>(cl, obj, method, list, q7ta_set);
-    case Q7M_GET:
-      return walk<Task>(cl, obj, method, list, q7ta_get);
-    case Q7M_COPY:
-      return 0;  // a thread has no second copy
-    case Q7M_CLASS_FREE:
-      return q7ta_class_free(cl, obj, a, b, list);
-    case Q7M_TASK_FIND:
-      return list ? 0 : word(current.task());
-    case Q7M_TASK_LAST_SIGNAL:
-      return word(last_signal());
-    default:
-      return inherit(cl, obj, method, a, b, list);
+    case Q7M_NEW: return q7ta_new(cl, obj, a, b, list);
+    case Q7M_DISPOSE: return q7ta_dispose(cl, obj, a, b, list);
+    case Q7M_SET: return walk<Task>(cl, obj, method, list, q7ta_set);
+    case Q7M_GET: return walk<Task>(cl, obj, method, list, q7ta_get);
+    case Q7M_COPY: return 0;  // a thread has no second copy
+    case Q7M_CLASS_FREE: return q7ta_class_free(cl, obj, a, b, list);
+    case Q7M_TASK_FIND: return list ? 0 : word(current.task());
+    case Q7M_TASK_LAST_SIGNAL: return word(last_signal());
+    default: return inherit(cl, obj, method, a, b, list);
   }
 }
 
-constexpr ClassDef task_class = {Q7C_TASK, Q7C_ROOT, "q7task", q7ta_dispatch, sizeof(Task), Q7RegisterRootClass, "Task"};
+constexpr ClassDef task_class = {Q7C_TASK, Q7C_ROOT, "q7task", q7ta_dispatch, sizeof(Task), Q7RegisterRootClass,
+                                 "Task"};
 
 }  // namespace
 

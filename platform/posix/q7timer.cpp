@@ -11,8 +11,8 @@ using namespace q7posix;
 
 namespace {
 
-struct Timer {    // instance data
-  Q7Node link;    // in `started` while running
+struct Timer {  // instance data
+  Q7Node link;  // in `started` while running
   Q7Object *self;
   int32_t running;
   uint32_t interval;  // milliseconds (3500)
@@ -73,12 +73,8 @@ void q7ti_fire(Timer &timer) {
 
 bool q7ti_set(Timer &timer, const Q7TagItem &item) {
   switch (item.tag) {
-    case Q7A_TIMER_INTERVAL:
-      timer.interval = static_cast<uint32_t>(item.data);
-      return true;
-    case Q7A_TIMER_REPEAT:
-      timer.repeat = item.data != 0;
-      return true;
+    case Q7A_TIMER_INTERVAL: timer.interval = static_cast<uint32_t>(item.data); return true;
+    case Q7A_TIMER_REPEAT: timer.repeat = item.data != 0; return true;
     case Q7A_TIMER_TARGET: {
       auto *target = reinterpret_cast<Q7Object *>(item.data);
       Q7Object *old = timer.target;
@@ -88,33 +84,21 @@ bool q7ti_set(Timer &timer, const Q7TagItem &item) {
       send(old, Q7M_RELEASE);
       return true;
     }
-    case Q7A_TIMER_METHOD:
-      timer.method = static_cast<uint32_t>(item.data);
-      return true;
-    case Q7A_TIMER_ARGUMENT:
-      timer.argument = item.data;
-      return true;
-    default:
-      return false;
+    case Q7A_TIMER_METHOD: timer.method = static_cast<uint32_t>(item.data); return true;
+    case Q7A_TIMER_ARGUMENT: timer.argument = item.data; return true;
+    default: return false;
   }
 }
 
 bool q7ti_get(const Timer &timer, const Q7TagItem &item) {
   switch (item.tag) {
-    case Q7A_TIMER_INTERVAL:
-      return store<uint32_t>(item, timer.interval);
-    case Q7A_TIMER_REPEAT:
-      return store<int32_t>(item, timer.repeat);
-    case Q7A_TIMER_TARGET:
-      return store<Q7Object *>(item, timer.target);
-    case Q7A_TIMER_METHOD:
-      return store<uint32_t>(item, timer.method);
-    case Q7A_TIMER_ARGUMENT:
-      return store<uint64_t>(item, timer.argument);
-    case Q7A_TIMER_RUNNING:
-      return store<int32_t>(item, timer.running);
-    default:
-      return false;
+    case Q7A_TIMER_INTERVAL: return store<uint32_t>(item, timer.interval);
+    case Q7A_TIMER_REPEAT: return store<int32_t>(item, timer.repeat);
+    case Q7A_TIMER_TARGET: return store<Q7Object *>(item, timer.target);
+    case Q7A_TIMER_METHOD: return store<uint32_t>(item, timer.method);
+    case Q7A_TIMER_ARGUMENT: return store<uint64_t>(item, timer.argument);
+    case Q7A_TIMER_RUNNING: return store<int32_t>(item, timer.running);
+    default: return false;
   }
 }
 
@@ -137,27 +121,19 @@ uint64_t q7ti_dispose(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagI
 
 uint64_t q7ti_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   switch (method) {
-    case Q7M_NEW:
-      return q7ti_new(cl, obj, a, b, list);
-    case Q7M_DISPOSE:
-      return q7ti_dispose(cl, obj, a, b, list);
-    case Q7M_SET:
-      return walk<Timer>(cl, obj, method, list, q7ti_set);
-    case Q7M_GET:
-      return walk<Timer>(cl, obj, method, list, q7ti_get);
-    case Q7M_COPY:
-      return 0;  // a byte copy would stand in the list of the original
-    case Q7M_TIMER_START:
-      return q7ti_start(data<Timer>(cl, obj));
-    case Q7M_TIMER_STOP:
-      return q7ti_stop(data<Timer>(cl, obj));
-    default:
-      return inherit(cl, obj, method, a, b, list);
+    case Q7M_NEW: return q7ti_new(cl, obj, a, b, list);
+    case Q7M_DISPOSE: return q7ti_dispose(cl, obj, a, b, list);
+    case Q7M_SET: return walk<Timer>(cl, obj, method, list, q7ti_set);
+    case Q7M_GET: return walk<Timer>(cl, obj, method, list, q7ti_get);
+    case Q7M_COPY: return 0;  // a byte copy would stand in the list of the original
+    case Q7M_TIMER_START: return q7ti_start(data<Timer>(cl, obj));
+    case Q7M_TIMER_STOP: return q7ti_stop(data<Timer>(cl, obj));
+    default: return inherit(cl, obj, method, a, b, list);
   }
 }
 
-constexpr ClassDef timer_class = {Q7C_TIMER,     Q7C_ROOT,            "q7timer", q7ti_dispatch,
-                                  sizeof(Timer), Q7RegisterRootClass, "Timer"};
+constexpr ClassDef timer_class = {Q7C_TIMER,           Q7C_ROOT, "q7timer", q7ti_dispatch, sizeof(Timer),
+                                  Q7RegisterRootClass, "Timer"};
 
 }  // namespace
 
