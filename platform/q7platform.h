@@ -118,8 +118,8 @@ Q7_API void Q7WakeUpGui(Q7App *app);
  * returns at once.
  */
 enum {
-  Q7M_TASK_FIND = 1001,        /**< To the class: slot: 0; the calling thread's task object, null if it has none. Any
-                                  other argument answers null. Any thread. */
+  Q7M_TASK_FIND = 1001,        /**< To the class: slot: 0, other values are not looked at; the calling thread's task
+                                  object, null if it has none. Any thread. */
   Q7M_TASK_LAST_SIGNAL = 1004, /**< The signal object that woke the calling thread last; null if none did. It is not
                                   kept alive by this. To the class or any task. */
   Q7A_TASK_ENTRY = 1501,       /**< At creation: struct Q7TaskEntry *, copied. */

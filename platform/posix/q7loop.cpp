@@ -14,12 +14,7 @@
 #include <cstring>
 #include <ctime>
 
-#if __has_include("app/q7idle.h")
 #include "app/q7idle.h"
-#else
-#include "core/q7types.h"
-static int32_t Q7AppDoIdle(Q7App *) { return 0; }  // until the idle queues are merged
-#endif
 #include "platform/posix/loop.hpp"
 #include "platform/posix/q7posix.h"
 #include "platform/posix/shape.hpp"

@@ -229,7 +229,7 @@ uint64_t q7ta_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
     case Q7M_GET: return walk<Task>(cl, obj, method, list, q7ta_get);
     case Q7M_COPY: return 0;  // a thread has no second copy
     case Q7M_CLASS_FREE: return q7ta_class_free(cl, obj, a, b, list);
-    case Q7M_TASK_FIND: return list ? 0 : word(current.task());
+    case Q7M_TASK_FIND: return word(current.task());
     case Q7M_TASK_LAST_SIGNAL: return word(last_signal());
     default: return inherit(cl, obj, method, a, b, list);
   }
