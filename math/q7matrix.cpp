@@ -28,7 +28,8 @@ struct Components {
   double operator[](int i) const { return c[i]; }
 };
 
-int32_t bounded(int32_t n) { return std::clamp(n, 0, 4); }
+// How many elements of row or column `index` are copied when n are asked for.
+int32_t bounded(int32_t index, int32_t n) { return index < 0 || index > 3 ? 0 : std::clamp(n, 0, 4); }
 
 }  // namespace
 
@@ -73,19 +74,19 @@ int32_t Q7MxAlmostEqual(const Q7Matrix *a, const Q7Matrix *b) {
 }
 
 void Q7MxColumnToVector(double *v, const Q7Matrix *m, int32_t j, int32_t n) {
-  for (int32_t i = 0; i < bounded(n); ++i) v[i] = m->m[i][j];
+  for (int32_t i = 0; i < bounded(j, n); ++i) v[i] = m->m[i][j];
 }
 
 void Q7MxVectorToColumn(const double *v, Q7Matrix *m, int32_t j, int32_t n) {
-  for (int32_t i = 0; i < bounded(n); ++i) m->m[i][j] = v[i];
+  for (int32_t i = 0; i < bounded(j, n); ++i) m->m[i][j] = v[i];
 }
 
 void Q7MxRowToVector(double *v, const Q7Matrix *m, int32_t i, int32_t n) {
-  for (int32_t j = 0; j < bounded(n); ++j) v[j] = m->m[i][j];
+  for (int32_t j = 0; j < bounded(i, n); ++j) v[j] = m->m[i][j];
 }
 
 void Q7MxVectorToRow(const double *v, Q7Matrix *m, int32_t i, int32_t n) {
-  for (int32_t j = 0; j < bounded(n); ++j) m->m[i][j] = v[j];
+  for (int32_t j = 0; j < bounded(i, n); ++j) m->m[i][j] = v[j];
 }
 
 Q7Matrix *Q7MxConcat(Q7Matrix *r, const Q7Matrix *a, const Q7Matrix *b) { return q7::active_path.concat(r, a, b); }

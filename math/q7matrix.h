@@ -38,7 +38,7 @@ Q7_API Q7Matrix *Q7MxTranspose(Q7Matrix *r, const Q7Matrix *m);
 Q7_API int32_t Q7MxEqual(const Q7Matrix *a, const Q7Matrix *b);
 /** 1 if every element differs by at most 1e-8, else 0. */
 Q7_API int32_t Q7MxAlmostEqual(const Q7Matrix *a, const Q7Matrix *b);
-/** v[i] = m[i][j] for i below n, at most 4; n <= 0 copies nothing. */
+/** v[i] = m[i][j] for i below n, at most 4; n <= 0, or a j that is no column, copies nothing. */
 Q7_API void Q7MxColumnToVector(double *v, const Q7Matrix *m, int32_t j, int32_t n);
 /** m[i][j] = v[i] for i below n, at most 4. */
 Q7_API void Q7MxVectorToColumn(const double *v, Q7Matrix *m, int32_t j, int32_t n);
@@ -120,8 +120,7 @@ Q7_API Q7Matrix *Q7MxSkew3p(Q7Matrix *m, const Q7Vector *p0, const Q7Vector *p1,
 
 /* ---- Projections; bounds are divided by without checks ---- */
 
-/** Maps the rectangle x0..x1, y0..y1 to -0.5..0.5 in x and y; z is unchanged. Exactly so for a rectangle centred on the
- * origin; elsewhere the centre goes to -0.5 (x1 + x0) / (x1 - x0) plus its scaled place. @return m */
+/** Maps the rectangle x0..x1, y0..y1 to -0.5..0.5 in x and y; z is unchanged. @return m */
 Q7_API Q7Matrix *Q7MxOrthogonal(Q7Matrix *m, double x0, double x1, double y0, double y1);
 /** m = m X. @return m */
 Q7_API Q7Matrix *Q7MxConcatOrthogonal(Q7Matrix *m, double x0, double x1, double y0, double y1);
