@@ -22,7 +22,7 @@ set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 
 add_library(q7_flags INTERFACE)
-target_compile_options(q7_flags INTERFACE -Wall -Wextra -Werror -ffp-contract=off)
+target_compile_options(q7_flags INTERFACE -Wall -Wextra -Werror -Wno-format-truncation -ffp-contract=off)
 target_include_directories(q7_flags INTERFACE "${PROJECT_SOURCE_DIR}")
 if(Q7_SANITIZE)
   target_compile_options(q7_flags INTERFACE -fsanitize=${Q7_SANITIZE} -fno-omit-frame-pointer)

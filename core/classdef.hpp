@@ -37,7 +37,8 @@ int32_t register_once(Q7App *app, const ClassDef &def);
 // Method 24: closes the catalogue of the class itself (not of a subclass that passes the message on), then goes on.
 uint64_t class_free(const ClassDef &def, Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags);
 
-// Methods 15, 17 and 34 for a class with a table of public attributes; what the table does not answer goes on.
+// Methods 15, 17, 33, 34 and 37 for a class with a table of public attributes; what the table does not answer goes on
+// to the superclass (a null class has none).
 uint64_t public_attributes(const Q7PublicAttribute *table, Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a,
                            uint64_t b, Q7TagItem *tags);
 
@@ -102,6 +103,7 @@ uint64_t create(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagIt
   if (!obj) return 0;
   T &d = data<T>(cl, obj);
   if (!init(d, obj)) {
+    if (obj->succ && obj->pred) Q7Remove(reinterpret_cast<Q7Node *>(obj));
     inherit(cl, obj, Q7M_DISPOSE, a, 0, nullptr);
     return 0;
   }

@@ -6,6 +6,12 @@
 
 Q7_BEGIN_DECLS
 
+/** What the thread of a task object runs: the value of tag 1501 is the address of one; it is copied. */
+typedef struct Q7TaskEntry {
+  void (*run)(Q7Object *task, void *argument); /**< Called on the new thread. */
+  void *argument;                              /**< Handed to run. */
+} Q7TaskEntry;
+
 Q7_API int32_t J7SystemDependInitP1(Q7App *app, int32_t interactive, void *arg1, uint32_t arg2, void *arg3);
 Q7_API int32_t J7SystemDependInitP2(Q7App *app, int32_t interactive, void *arg1, uint32_t arg2, void *arg3);
 Q7_API int32_t J7SystemDependFree(Q7App *app);

@@ -1,0 +1,90 @@
+// q7send: the variadic senders. Each gathers its pairs on the stack and makes one indirect call; no table is searched,
+// no lock taken, nothing allocated.
+#include <cstdarg>
+
+#include "core/classdef.hpp"
+#include "core/q7oops.h"
+#include "core/report.hpp"
+#include "core/tags.hpp"
+
+namespace {
+
+constexpr char kModule[] = "q7oops";
+
+[[gnu::cold, gnu::noinline]] void q7sn_too_many(int32_t line) {
+  Q7ErrPos(kModule, line);
+  Q7_Error("too many tags");
+}
+
+inline void q7sn_gather(q7::GatheredTags &list, uint32_t tag, va_list arguments, int32_t line) {
+  if (!q7::gather(list, tag, arguments)) [[unlikely]]
+    q7sn_too_many(line);
+}
+
+}  // namespace
+
+// Runs `expression` with `list.items` holding the pairs behind the argument `tag`.
+#define Q7SN_WITH_TAGS(expression)             \
+  q7::GatheredTags list;                       \
+  va_list arguments;                           \
+  va_start(arguments, tag);                    \
+  q7sn_gather(list, tag, arguments, __LINE__); \
+  va_end(arguments);                           \
+  return expression
+
+uint64_t Q7SendMsg(Q7Object *object, uint32_t method, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(q7::send(object, method, 0, 0, list.items));
+}
+
+uint64_t Q7SendMsg2(Q7Object *object, uint32_t method, uint64_t a, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(q7::send(object, method, a, 0, list.items));
+}
+
+uint64_t Q7SendMsg3(Q7Object *object, uint32_t method, uint64_t a, uint64_t b, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(q7::send(object, method, a, b, list.items));
+}
+
+uint64_t Q7SendClassMsg(uint32_t clid, uint32_t method, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(q7::send(Q7ClassFind(clid), method, 0, 0, list.items));
+}
+
+uint64_t Q7SendClassMsg2(uint32_t clid, uint32_t method, uint64_t a, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(q7::send(Q7ClassFind(clid), method, a, 0, list.items));
+}
+
+uint64_t Q7SendClassMsg3(uint32_t clid, uint32_t method, uint64_t a, uint64_t b, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(q7::send(Q7ClassFind(clid), method, a, b, list.items));
+}
+
+uint64_t Q7Inherit(Q7Class *cl, Q7Object *object, uint32_t method, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(cl ? q7::inherit(cl, object, method, 0, 0, list.items) : 0);
+}
+
+uint64_t Q7Inherit3(Q7Class *cl, Q7Object *object, uint32_t method, uint64_t a, uint64_t b, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(cl ? q7::inherit(cl, object, method, a, b, list.items) : 0);
+}
+
+uint64_t Q7SendEMsg(Q7Object *object, const char *name, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(Q7SendEMsgA3(object, name, 0, 0, list.items));
+}
+
+uint64_t Q7SendEMsg2(Q7Object *object, const char *name, uint64_t a, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(Q7SendEMsgA3(object, name, a, 0, list.items));
+}
+
+uint64_t Q7SendEMsg3(Q7Object *object, const char *name, uint64_t a, uint64_t b, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(Q7SendEMsgA3(object, name, a, b, list.items));
+}
+
+Q7Class *Q7ClassCreate(uint32_t superclid, uint32_t clid, Q7Dispatcher dispatcher, uint32_t isize, uint32_t tag, ...) {
+  Q7SN_WITH_TAGS(Q7ClassCreateA(superclid, clid, dispatcher, isize, list.items));
+}
+
+Q7Class *Q7ClassReplace(uint32_t oldclid, uint32_t newclid, Q7Dispatcher dispatcher, uint32_t isize, uint32_t tag,
+                        ...) {
+  Q7SN_WITH_TAGS(Q7ClassReplaceA(oldclid, newclid, dispatcher, isize, list.items));
+}
+
+int32_t Q7SetClassAttrs(uint32_t clid, uint32_t tag, ...) { Q7SN_WITH_TAGS(Q7SetClassAttrsA(clid, list.items)); }
+
+int32_t Q7GetClassAttrs(uint32_t clid, uint32_t tag, ...) { Q7SN_WITH_TAGS(Q7GetClassAttrsA(clid, list.items)); }
