@@ -7,21 +7,9 @@
 
 #include "math/paths.hpp"
 #include "math/q7noise.h"
-
-// The random table with its first entries once more behind its end: wide loads may start at any index. rndtab is the
-// same memory.
-struct Q7RandomTable {
-  uint16_t value[32768];
-  uint16_t wrapped[8];
-};
-extern "C" __attribute__((visibility("hidden"))) const Q7RandomTable q7_random_table;
+#include "math/randomtable.hpp"
 
 namespace q7 {
-
-constexpr double lattice_scale = 25;
-// Added to lattice coordinates before hashing, so that the families give unrelated patterns.
-enum : uint32_t { offset_linear = 1000000, offset_cubic = 100000000, offset_point = 200000000 };
-constexpr double noise_range = 32767;
 
 inline uint32_t table(uint32_t i) { return q7_random_table.value[i & 32767]; }
 

@@ -27,10 +27,8 @@ void relative_axes(Q7Vector *axes, const Q7CoordSys &cs, const Q7CoordSys *refer
     VNorm(from[i]);
     axes[i] = {q7::dot(base.hor, *from[i]), q7::dot(base.vert, *from[i]), q7::dot(base.norm, *from[i])};
   }
-  if (is_mirrored({q7v_null, base.hor, base.vert, base.norm})) {
-    // In a mirrored reference a right-handed frame reads left-handed.
-    axes[2] = -axes[2];
-  }
+  // In a mirrored reference a right-handed frame reads left-handed.
+  if (is_mirrored(base)) axes[2] = -axes[2];
 }
 
 Q7CoordSys *set_relative_axes(Q7CoordSys *cs, const Q7CoordSys *reference, const Q7Vector *axes) {
