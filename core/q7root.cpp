@@ -3,6 +3,7 @@
 // are in files of their own.
 #include "core/q7root.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "core/classdef.hpp"
@@ -75,9 +76,10 @@ bool q7rt_copy_name(Q7Object *obj, Q7AltMem *allocator, const char *name) {
   return true;
 }
 
+// Atomically: workers make and dispose of objects of their own (signals, executors) while the main thread does.
 void q7rt_count(Q7Class *cl, uint32_t by) {
-  cl->ninstances += by;
-  for (; cl; cl = cl->super) cl->nsubinstances += by;
+  std::atomic_ref(cl->ninstances).fetch_add(by, std::memory_order_relaxed);
+  for (; cl; cl = cl->super) std::atomic_ref(cl->nsubinstances).fetch_add(by, std::memory_order_relaxed);
 }
 
 uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
