@@ -1,0 +1,1 @@
+#include "tests/io/io_test.h"
