@@ -3,7 +3,8 @@
 // are in files of their own.
 #include "core/q7root.h"
 
-#include <atomic>
+#include <sys/single_threaded.h>
+
 #include <cstring>
 
 #include "core/classdef.hpp"
@@ -76,10 +77,19 @@ bool q7rt_copy_name(Q7Object *obj, Q7AltMem *allocator, const char *name) {
   return true;
 }
 
-// Atomically: workers make and dispose of objects of their own (signals, executors) while the main thread does.
+// Workers make and dispose of objects of their own (signals, executors) while the main thread does, so the counters change
+// atomically as soon as the process has a second thread.
+void q7rt_add(uint32_t &counter, uint32_t by) {
+  if (__libc_single_threaded) {
+    counter += by;
+  } else {
+    __atomic_add_fetch(&counter, by, __ATOMIC_RELAXED);
+  }
+}
+
 void q7rt_count(Q7Class *cl, uint32_t by) {
-  std::atomic_ref(cl->ninstances).fetch_add(by, std::memory_order_relaxed);
-  for (; cl; cl = cl->super) std::atomic_ref(cl->nsubinstances).fetch_add(by, std::memory_order_relaxed);
+  q7rt_add(cl->ninstances, by);
+  for (; cl; cl = cl->super) q7rt_add(cl->nsubinstances, by);
 }
 
 uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
