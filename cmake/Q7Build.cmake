@@ -45,8 +45,10 @@ endif()
 # Code that the library and the platform layer are made of: nothing leaves unless it says Q7_API, and nothing throws.
 add_library(q7_library_flags INTERFACE)
 target_link_libraries(q7_library_flags INTERFACE q7_flags)
+# Exported functions call each other directly: nobody may put another function in the place of one of them, so the calls
+# need no table, and short ones are inlined.
 target_compile_options(
-  q7_library_flags INTERFACE -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
+  q7_library_flags INTERFACE -fvisibility=hidden -fno-semantic-interposition $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
                              $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
 
 # q7_room(<name>): the room's *.cpp become part of libq7common.so, its *.h are installed, its exports.txt lists the names
@@ -95,7 +97,7 @@ function(q7_common_library)
   find_package(ZLIB REQUIRED)
   find_package(CURL REQUIRED)
   target_link_libraries(q7common PRIVATE q7_flags ZLIB::ZLIB CURL::libcurl m)
-  target_link_options(q7common PRIVATE "-Wl,--version-script=${script}" -Wl,--as-needed)
+  target_link_options(q7common PRIVATE "-Wl,--version-script=${script}" -Wl,--as-needed -Wl,-Bsymbolic-functions)
   target_include_directories(q7common INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
                                                 "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/q7>")
   install(TARGETS q7common LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")

@@ -77,8 +77,8 @@ bool q7rt_copy_name(Q7Object *obj, Q7AltMem *allocator, const char *name) {
   return true;
 }
 
-// Workers make and dispose of objects of their own (signals, executors) while the main thread does, so the counters change
-// atomically as soon as the process has a second thread.
+// Workers make and dispose of objects of their own (signals, executors) while the main thread does, so the counters
+// change atomically as soon as the process has a second thread.
 void q7rt_add(uint32_t &counter, uint32_t by) {
   if (__libc_single_threaded) {
     counter += by;
@@ -118,7 +118,11 @@ uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
 uint64_t q7rt_dispose(Q7Object *obj, Q7AltMem *allocator) {
   Q7Class *cl = obj->cl;
   q7rt_count(cl, static_cast<uint32_t>(-1));
-  if (obj->name) q7rt_free(allocator, const_cast<char *>(obj->name), std::strlen(obj->name) + 1);
+  if (obj->name) {
+    // Only an allocator is told the size.
+    const uint64_t size = allocator ? std::strlen(obj->name) + 1 : 0;
+    q7rt_free(allocator, const_cast<char *>(obj->name), size);
+  }
   q7rt_free(allocator, obj, cl->itotal);
   return 1;
 }

@@ -16,7 +16,7 @@ constexpr char kModule[] = "q7oops";
   Q7_Error("too many tags");
 }
 
-inline void q7sn_gather(q7::GatheredTags &list, uint32_t tag, va_list arguments, int32_t line) {
+[[gnu::always_inline]] inline void q7sn_gather(q7::GatheredTags &list, uint32_t tag, va_list arguments, int32_t line) {
   if (!q7::gather(list, tag, arguments)) [[unlikely]]
     q7sn_too_many(line);
 }
