@@ -245,10 +245,8 @@ uint64_t q7wg_changed(WidgetData &w, Q7Object *self, uint64_t value, bool quiet,
       if (key.source) x = q7wg_read_source(self, key.source, data);
       if (key.destination) q7::set_attribute(key.object, static_cast<uint32_t>(key.destination), x);
     }
-    // The record may have gone with its object by now, or the widget with its records.
-    if (!walk.valid()) break;
-    const bool stands = (!key.source && !key.destination) || Q7IsInList(&w.callbacks, &record->node);
-    if (key.method && (quiet || stands)) {
+    // The record may have gone with its object by now, or with the widget.
+    if (key.method && walk.stands()) {
       q7::send(key.object, static_cast<uint32_t>(key.method), value, q7::arg(self), q7::slot(x));
     }
   }

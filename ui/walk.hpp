@@ -18,14 +18,16 @@ class Walk {
   // The next node, or null at the end.
   Q7Node *take() {
     if (!list_ || !next_ || !next_->succ) return nullptr;
-    Q7Node *node = next_;
-    next_ = node->succ;
-    return node;
+    current_ = next_;
+    next_ = current_->succ;
+    return current_;
   }
   template <class T>
   T *take() {
     return reinterpret_cast<T *>(take());
   }
+  // Whether the node taken last still stands in the list.
+  bool stands() const { return current_ != nullptr; }
   // False once the list's owner was freed: the caller must not touch it any more.
   bool valid() const { return list_ != nullptr; }
 
@@ -33,18 +35,23 @@ class Walk {
   static void leaving(const Q7Node *node) {
     for (Walk *walk = active_; walk; walk = walk->outer_) {
       if (walk->next_ == node) walk->next_ = node->succ;
+      if (walk->current_ == node) walk->current_ = nullptr;
     }
   }
   // Before a list goes with its owner.
   static void ending(const Q7List *list) {
     for (Walk *walk = active_; walk; walk = walk->outer_) {
-      if (walk->list_ == list) walk->list_ = nullptr;
+      if (walk->list_ == list) {
+        walk->list_ = nullptr;
+        walk->current_ = nullptr;
+      }
     }
   }
 
  private:
   Q7List *list_;
   Q7Node *next_;
+  Q7Node *current_ = nullptr;
   Walk *outer_;
   static inline Walk *active_;
 };
