@@ -438,18 +438,17 @@ TEST_F(SocketTest, APeerThatDoesNotReadIsATimeout) {
   object_ = std::make_unique<Object>(Q7C_FILE, client_tags(port_));
 }
 
+int print_error(const char *module, int line, const char *text, ...) {
+  return std::fprintf(stderr, "%s/%d/%s\n", module, line, text);
+}
+
 TEST_F(SocketTest, ReadingADeadStreamStopsTheProcess) {
   far_.close();
   EXPECT_EQ(read(1), "failed");
   ASSERT_TRUE(dead());
   EXPECT_DEATH(
       {
-        Q7AppSetErrorHandler(
-            app(),
-            [](const char *module, int line, const char *text, ...) {
-              return std::fprintf(stderr, "%s/%d/%s\n", module, line, text);
-            },
-            0);
+        Q7AppSetErrorHandler(app(), print_error, 0);
         read(1);
       },
       "q7file/656/FATAL ERROR, attemp to read dead accepted socket\nAssertion failed: 0 \\(q7file:657\\)");
