@@ -35,18 +35,19 @@ extern "C" void Q7Sleep(uint32_t) {}
 
 namespace {
 
+Q7App *create(const char *language = nullptr) {
+  struct {
+    const char *language;
+  } locale = {language};
+  int32_t argc = 0;
+  auto handler = reinterpret_cast<uint64_t>(record_error);
+  return Q7AppCreate(&argc, nullptr, Q7APP_ErrorHandler, handler, Q7APP_InfoHandler, handler, Q7APP_Locale,
+                     word(&locale), 0);
+}
+
 class Layer : public Test {
  protected:
   Layer() { errors.clear(); }
-  Q7App *create(const char *language = nullptr) {
-    struct {
-      const char *language;
-    } locale = {language};
-    int32_t argc = 0;
-    auto handler = reinterpret_cast<uint64_t>(record_error);
-    return Q7AppCreate(&argc, nullptr, Q7APP_ErrorHandler, handler, Q7APP_InfoHandler, handler, Q7APP_Locale,
-                       word(&locale), 0);
-  }
 };
 
 size_t open_descriptors() {
