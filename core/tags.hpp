@@ -15,15 +15,22 @@ class TagRange {
  public:
   class Iterator {
    public:
-    explicit Iterator(Q7TagItem *list) : state_{list, nullptr}, item_(list ? Q7TagNext(state_) : nullptr) {}
+    explicit Iterator(Q7TagItem *list) : state_{list, nullptr}, item_(list ? next() : nullptr) {}
     Q7TagItem &operator*() const { return *item_; }
     Iterator &operator++() {
-      item_ = Q7TagNext(state_);
+      item_ = next();
       return *this;
     }
     bool operator!=(const Iterator &other) const { return item_ != other.item_; }
 
    private:
+    // Ordinary items follow one another; the control tags below them need the full rules.
+    Q7TagItem *next() {
+      Q7TagItem *item = state_[0];
+      if (!item || item->tag <= Q7TAG_NEXT_CURSOR) return Q7TagNext(state_);
+      state_[0] = item + 1;
+      return item;
+    }
     Q7TagItem *state_[2];
     Q7TagItem *item_;
   };
