@@ -321,6 +321,19 @@ TEST_F(Settings, AHomeThatCannotHoldFoldersIsReportedOnce) {
   EXPECT_EQ(errors().size(), 1u);
 }
 
+TEST_F(Settings, AReportsHandlerMayReadSettings) {
+  static int32_t handled;
+  handled = 0;
+  app()->error_handler = [](const char *, int, const char *, ...) {
+    ++handled;
+    Q7AppCloseRegistry(nullptr, Q7AppOpenRegistry(nullptr, 1, "k"));
+    return 0;
+  };
+  write_file(file(), std::string(5000, 'x'));
+  EXPECT_EQ(write_int("k", "n", 1), 1);
+  EXPECT_EQ(handled, 1);
+}
+
 TEST_F(Settings, AFullDiskFailsTheGroupAndKeepsTheSettings) {
   write_int("k", "n", 1);
   struct sigaction ignore = {};
