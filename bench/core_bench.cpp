@@ -7,6 +7,7 @@
 #include <string>
 
 #include "bench/ratios.hpp"
+#include "core/classdef.hpp"
 #include "core/q7lists.h"
 #include "core/q7objects.h"
 #include "core/q7oops.h"
@@ -25,36 +26,17 @@ struct Data {
   uint64_t value;
 };
 
-Data &data(const Q7Class *cl, Q7Object *obj) {
-  return *reinterpret_cast<Data *>(reinterpret_cast<char *>(obj) + cl->ioffset);
-}
-
-uint64_t inherit(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
-  return cl->superdispatch(cl->super, obj, method, a, b, tags);
-}
-
-// Setting attributes the way classes of this system do it: own items here, each other one goes to the superclass.
-template <uint32_t Id>
-uint64_t set(Q7Class *cl, Q7Object *obj, Q7TagItem *tags) {
-  uint64_t unknown = 0;
-  Q7TagItem *state[2] = {tags, nullptr};
-  while (Q7TagItem *item = Q7TagNext(state)) {
-    if (item->tag == Id * 1000 + kAttribute) {
-      data(cl, obj).value = item->data;
-      continue;
-    }
-    Q7TagItem single[2] = {*item, {Q7TAG_END, 0}};
-    if (inherit(cl, obj, Q7M_SET, 0, 0, single)) unknown = reinterpret_cast<uint64_t>(item);
-  }
-  return unknown;
-}
-
 template <uint32_t Id>
 uint64_t dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   switch (method) {
-    case Q7M_SET: return set<Id>(cl, obj, tags);
-    case Id * 1000 + 1: return data(cl, obj).value + a;
-    default: return inherit(cl, obj, method, a, b, tags);
+    case Q7M_SET:
+      return q7::set_attributes<Data>(cl, obj, tags, [](Data &data, const Q7TagItem &item) {
+        if (item.tag != Id * 1000 + kAttribute) return false;
+        data.value = item.data;
+        return true;
+      });
+    case Id * 1000 + 1: return q7::data<Data>(cl, obj).value + a;
+    default: return q7::inherit(cl, obj, method, a, b, tags);
   }
 }
 

@@ -282,15 +282,21 @@ bool q7if_block(const Handle &h, uint32_t method, const void *bytes, uint64_t le
   return h.file(method, 0, 0, tags) != 0;
 }
 
+bool q7if_is_top(const void *id) { return std::memcmp(id, "FORM", 4) == 0 || std::memcmp(id, "Q7D8", 4) == 0; }
+
 bool q7if_read_header(const Handle &h, void *id, void *form) {
   const int32_t earlier = std::exchange(h.error(), 0);
-  const bool entered = q7if_begin_read(h, id) != 0;
-  const bool ours = entered && (std::memcmp(id, "FORM", 4) == 0 || std::memcmp(id, "Q7D8", 4) == 0);
-  if (ours && (!form || q7if_block(h, Q7M_FILE_READ, form, 4))) {
+  char characters[4] = {};
+  const bool entered = q7if_begin_read(h, characters) != 0;
+  const bool ours = q7if_is_top(characters);
+  std::memcpy(id, characters, sizeof characters);
+  if (entered && ours && (!form || q7if_block(h, Q7M_FILE_READ, form, 4))) {
     h.error() = earlier;
     return true;
   }
-  if (entered || (h.error() != Q7FE_NEEDS_64 && h.error() != Q7FE_CORRUPTED)) h.error() = Q7FE_NOT_IFF;
+  // A size says something only behind an id that is known.
+  const bool size_refused = h.error() == Q7FE_NEEDS_64 || h.error() == Q7FE_CORRUPTED;
+  if (!ours || !size_refused) h.error() = Q7FE_NOT_IFF;
   return false;
 }
 
