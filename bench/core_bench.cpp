@@ -255,8 +255,8 @@ int main(int argc, char **argv) {
            "peer_virtual_call/0", 8},
           {"Q7TagVal over 8 items", "tag_value_of_eight", "", 6},
           {"insert into a list, or remove from it", "list_insert_remove", "", 3, 2},
-          {"create and delete a named object, to a QObject-like one", "create_delete_named",
-           "peer_named_create_delete", 0.6},
+          {"create and delete a named object, to a QObject-like one", "create_delete_named", "peer_named_create_delete",
+           0.6},
           {"create and delete a named object", "create_delete_named", "", 45},
           {"  the same, to QObject", "create_delete_named", "peer_qobject_create_delete", 0},
           {"  the same, to GObject", "create_delete_named", "peer_gobject_create_delete", 0},
@@ -266,8 +266,7 @@ int main(int argc, char **argv) {
           {"  the latter, to g_object_set", "set_attribute/inherited", "peer_gobject_set", 0},
           {"add and release a reference, to two atomic operations", "add_release_reference", "peer_two_atomics", 1.3},
           {"creating 5000 classes", "create_classes/5000", "", 10e6},
-          {"  a class among 5000, to one among 1250", "create_classes/5000",
-           "create_classes/1250", 4 * 1.5},
+          {"  a class among 5000, to one among 1250", "create_classes/5000", "create_classes/1250", 4 * 1.5},
       });
   Q7OopsFree(&app);
   Q7RegisterClient(nullptr);
