@@ -20,6 +20,13 @@ endif()
 
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
+if(Q7_SANITIZE)
+  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
+  set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O1 -g1")
+endif()
+
+# The programs whose tests also run under the thread sanitizer.
+add_custom_target(threads_tests)
 
 add_library(q7_flags INTERFACE)
 target_compile_options(q7_flags INTERFACE -Wall -Wextra -Werror -Wno-format-truncation -ffp-contract=off)
@@ -116,6 +123,11 @@ function(q7_test name)
   target_link_libraries(${name} PRIVATE q7_flags q7common q7_test_support GTest::gmock ${arg_LIBRARIES})
   target_link_options(${name} PRIVATE -Wl,--no-as-needed)
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+  # What is tested is built as users get it; the tests around it need no optimiser, and their builds are most of the time.
+  target_compile_options(${name} PRIVATE -O0 -g1)
+  if("threads" IN_LIST arg_LABELS)
+    add_dependencies(threads_tests ${name})
+  endif()
   if(arg_FAKE_PLATFORM)
     target_link_libraries(${name} PRIVATE q7_fake_platform)
   else()

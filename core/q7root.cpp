@@ -78,9 +78,19 @@ bool q7rt_copy_name(Q7Object *obj, Q7AltMem *allocator, const char *name) {
   return true;
 }
 
+// Workers make and dispose of objects of their own (signals, executors) while the main thread does, so the counters
+// change atomically as soon as the process has a second thread.
+void q7rt_add(uint32_t &counter, uint32_t by) {
+  if (__libc_single_threaded) {
+    counter += by;
+  } else {
+    __atomic_add_fetch(&counter, by, __ATOMIC_RELAXED);
+  }
+}
+
 void q7rt_count(Q7Class *cl, uint32_t by) {
-  cl->ninstances += by;
-  for (; cl; cl = cl->super) cl->nsubinstances += by;
+  q7rt_add(cl->ninstances, by);
+  for (; cl; cl = cl->super) q7rt_add(cl->nsubinstances, by);
 }
 
 [[gnu::noinline]] uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {

@@ -39,10 +39,12 @@ constexpr int kMaxDamaged = 1000;   // damaged files that are kept side by side
 
 // Values keep the type they are written with, because the value column has none.
 constexpr char kSchema[] =
+    "BEGIN IMMEDIATE;"
     "CREATE TABLE IF NOT EXISTS keys(scope INTEGER NOT NULL, key TEXT NOT NULL, PRIMARY KEY(scope, key)) "
     "WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS settings(scope INTEGER NOT NULL, key TEXT NOT NULL, name TEXT NOT NULL, value, "
-    "PRIMARY KEY(scope, key, name)) WITHOUT ROWID;";
+    "PRIMARY KEY(scope, key, name)) WITHOUT ROWID;"
+    "COMMIT;";
 
 enum Statement { kFindKey, kMakeKey, kReadValue, kWriteValue, kStatements };
 constexpr const char *kSql[kStatements] = {
@@ -207,7 +209,7 @@ bool open_at_path(bool writing) {
     code = sqlite3_exec(db.database, kSchema, nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) {
       tell_once(kCannotWrite, "Cannot write the settings", sqlite3_errmsg(db.database));
-      close_store();
+      close_store();  // takes back what was begun
       return false;
     }
     db.writable = true;

@@ -14,8 +14,8 @@ struct MemoryStream {
   std::string bytes;
   size_t position = 0;
   int64_t operations = 0;
-  int64_t fail_at = 0;          // this operation and all behind it fail; 0: none
-  size_t largest_request = 0;   // the longest block that was asked for
+  int64_t fail_at = 0;         // this operation and all behind it fail; 0: none
+  size_t largest_request = 0;  // the longest block that was asked for
 
   MemoryStream() { object.dispatch = dispatch; }
   explicit MemoryStream(std::string content) : MemoryStream() { bytes = std::move(content); }
@@ -40,8 +40,7 @@ struct MemoryStream {
     void *address = tags;
     const auto value = reinterpret_cast<uint64_t>(tags);
     switch (method) {
-      case 5000:
-        return self.read(reinterpret_cast<void *>(Q7TagVal(tags, 5504, 0)), Q7TagVal(tags, 5503, 0));
+      case 5000: return self.read(reinterpret_cast<void *>(Q7TagVal(tags, 5504, 0)), Q7TagVal(tags, 5503, 0));
       case 5001: return self.read(address, 4);
       case 5002: return self.read(address, 2);
       case 5003: return self.read(address, 8);

@@ -28,8 +28,25 @@ struct Item {
   int32_t fixed[3];
 };
 enum {
-  kNumber = 900500, kRatio, kWord, kByte, kRgba, kRgb, kVector, kVector4, kText, kChild, kMembers, kPoints, kGrid, kFixed,
-  kAxis, kCoords, kBool, kMatrix, kLocked
+  kNumber = 900500,
+  kRatio,
+  kWord,
+  kByte,
+  kRgba,
+  kRgb,
+  kVector,
+  kVector4,
+  kText,
+  kChild,
+  kMembers,
+  kPoints,
+  kGrid,
+  kFixed,
+  kAxis,
+  kCoords,
+  kBool,
+  kMatrix,
+  kLocked
 };
 
 const Q7PublicAttribute kRows[] = {
@@ -237,8 +254,9 @@ TEST_F(AttributePaths, ValuesComeInTheFormOfTheirType) {
 
 TEST_F(AttributePaths, OnlyTheBytesOfTheTypeAreStored) {
   unsigned char buffer[64];
-  const std::pair<const char *, size_t> sizes[] = {{"light.lamp.Number", 4}, {"light.lamp.Word", 2}, {"light.lamp.Byte", 1},
-                                                   {"light.lamp.Ratio", 8}, {"light.lamp.Rgb", 24}, {"light.lamp.Color.r", 8}};
+  const std::pair<const char *, size_t> sizes[] = {{"light.lamp.Number", 4}, {"light.lamp.Word", 2},
+                                                   {"light.lamp.Byte", 1},   {"light.lamp.Ratio", 8},
+                                                   {"light.lamp.Rgb", 24},   {"light.lamp.Color.r", 8}};
   for (const auto &[path, size] : sizes) {
     std::memset(buffer, 0xEE, sizeof buffer);
     EXPECT_EQ(send(scene_, Q7M_GET_BY_PATH, u64(path), 0, slot(&buffer[0])), 1u);
@@ -251,6 +269,19 @@ TEST_F(AttributePaths, TheRootsOwnRowsAreThere) {
   EXPECT_EQ(set_text("light.Name", "sun"), 1u);
   EXPECT_EQ(get<Q7Object *>("sun"), light_);
   EXPECT_EQ(set_text("sun.Next", "x"), 0u) << "links are read only";
+}
+
+TEST_F(AttributePaths, LinksLeadToNeighboursAndNowhereAtTheEndsOfAList) {
+  Q7Object *second =
+      Q7ObjectCreate(900, uint32_t{Q7A_NAME}, "second", uint32_t{Q7A_ADD_TO_LIST}, &data(scene_).members, 0);
+  EXPECT_EQ(get<Q7Object *>("light.Next"), second);
+  EXPECT_STREQ(get<const char *>("light.Next.Name"), "second");
+  EXPECT_EQ(get<Q7Object *>("second.Previous"), light_);
+  EXPECT_EQ(get<Q7Object *>("second.Next"), nullptr);
+  EXPECT_EQ(get<Q7Object *>("light.Previous"), nullptr);
+  EXPECT_EQ(try_get("second.Next.Name"), 0u);
+  EXPECT_EQ(try_get("Next.Name"), 0u) << "in no list";
+  Q7ObjectDelete(second);
 }
 
 TEST_F(AttributePaths, ChannelsAreReachedByName) {

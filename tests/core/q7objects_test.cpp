@@ -18,7 +18,8 @@ TEST_F(Objects, CreateFillsTheHeader) {
   Q7Class *cl = make_class(0, 100, nullptr, 16);
   Q7List list;
   Q7NewList(&list);
-  Q7Object *obj = Q7ObjectCreate(100, uint32_t{Q7A_NAME}, "n", uint32_t{Q7A_ADD_TO_LIST}, &list, 12345u, uint64_t{0}, 0);
+  Q7Object *obj =
+      Q7ObjectCreate(100, uint32_t{Q7A_NAME}, "n", uint32_t{Q7A_ADD_TO_LIST}, &list, 12345u, uint64_t{0}, 0);
   ASSERT_NE(obj, nullptr);
   EXPECT_EQ(obj->clid, 100u);
   EXPECT_EQ(obj->cl, cl);
@@ -151,7 +152,8 @@ TEST_F(Objects, GetIndexedAttrOnAPlainObjectReportsTheAttributeAndReturnsItsId) 
 
 uint64_t indexed_a, indexed_b, indexed_slot;
 uint64_t see_indexed(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
-  if (method != Q7M_SETINDEXED && method != Q7M_GETINDEXED) return cl->superdispatch(cl->super, obj, method, a, b, tags);
+  if (method != Q7M_SETINDEXED && method != Q7M_GETINDEXED)
+    return cl->superdispatch(cl->super, obj, method, a, b, tags);
   indexed_a = a;
   indexed_b = b;
   indexed_slot = u64(tags);
@@ -236,9 +238,7 @@ TEST_F(Objects, StrNextTakesAnySeparatorAndEmptyPieces) {
 }
 
 Q7JmpBuf outer;
-[[noreturn]] void jump_from_below(int32_t value) {
-  Q7LongJmp(&outer, value);
-}
+[[noreturn]] void jump_from_below(int32_t value) { Q7LongJmp(&outer, value); }
 
 TEST_F(Objects, SetJmpReturnsAgainWithTheValue) {
   volatile int passes = 0;

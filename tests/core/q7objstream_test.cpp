@@ -14,9 +14,8 @@ using q7test::word32;
 // A class with one 32-bit value of its own that it writes and reads.
 uint64_t value_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *value = reinterpret_cast<uint32_t *>(reinterpret_cast<char *>(obj) + cl->ioffset);
-  auto *stream = reinterpret_cast<Q7Object *>(method == Q7M_SAVE || method == Q7M_READ
-                                                  ? Q7TagVal(tags, Q7A_STREAM, 0)
-                                                  : 0);
+  auto *stream =
+      reinterpret_cast<Q7Object *>(method == Q7M_SAVE || method == Q7M_READ ? Q7TagVal(tags, Q7A_STREAM, 0) : 0);
   switch (method) {
     case Q7M_SAVE:
       return cl->superdispatch(cl->super, obj, method, a, b, tags) &&
@@ -32,7 +31,8 @@ class ObjectStreams : public q7test::Core {
  protected:
   void SetUp() override {
     Core::SetUp();
-    base_ = Q7ClassCreate(0, 100, value_dispatch, 4, uint32_t{Q7CT_NAME}, "base", uint32_t{Q7CT_VERSION}, uint64_t{7}, 0);
+    base_ =
+        Q7ClassCreate(0, 100, value_dispatch, 4, uint32_t{Q7CT_NAME}, "base", uint32_t{Q7CT_VERSION}, uint64_t{7}, 0);
     sub_ = Q7ClassCreate(100, 101, nullptr, 0, uint32_t{Q7CT_NAME}, "sub", uint32_t{Q7CT_VERSION}, uint64_t{2}, 0);
   }
   std::string saved(const char *name) {
@@ -43,7 +43,9 @@ class ObjectStreams : public q7test::Core {
     Q7ObjectDelete(obj);
     return stream.bytes;
   }
-  uint32_t &value(Q7Object *obj) { return *reinterpret_cast<uint32_t *>(reinterpret_cast<char *>(obj) + base_->ioffset); }
+  uint32_t &value(Q7Object *obj) {
+    return *reinterpret_cast<uint32_t *>(reinterpret_cast<char *>(obj) + base_->ioffset);
+  }
   Q7Object *load(const std::string &bytes) {
     MemoryStream stream(bytes);
     Q7Object *obj = Q7ObjectLoad(stream, 0);
@@ -164,8 +166,7 @@ TEST_F(ObjectStreams, PairsOfClassesThatAreNotInstalledAndOlderVersionsPass) {
 
 TEST_F(ObjectStreams, AMissingClassIsReported) {
   EXPECT_EQ(load(header(102, pairs(), counted("lamp")) + word32(1)), nullptr);
-  EXPECT_EQ(q7test::report_texts(),
-            std::vector<std::string>{"Cannot Read Object 'lamp', Class Not Installed (102 ?)"});
+  EXPECT_EQ(q7test::report_texts(), std::vector<std::string>{"Cannot Read Object 'lamp', Class Not Installed (102 ?)"});
 }
 
 TEST_F(ObjectStreams, MissingClassesAreNotReportedWhenTheRootClassWasTold) {
@@ -233,8 +234,8 @@ TEST_F(ObjectStreams, AChainOfExactly64ClassesIsWrittenWholeAndReported) {
   EXPECT_EQ(Q7ObjectSave(obj, uint32_t{Q7A_STREAM}, &stream.object, 0), 1u);
   EXPECT_EQ(stream.bytes.size(), 4 + 64 * 6 + 3u);
   EXPECT_EQ(stream.bytes.substr(4 + 63 * 6, 6), word32(0) + word16(1));
-  EXPECT_EQ(q7test::report_texts(), std::vector<std::string>{
-                                        "Too many hierarchy levels for class 1063, version control will fail\n"});
+  EXPECT_EQ(q7test::report_texts(),
+            std::vector<std::string>{"Too many hierarchy levels for class 1063, version control will fail\n"});
   Q7ObjectDelete(obj);
 }
 

@@ -71,9 +71,9 @@ Q7PublicAttribute row(const char *name, uint32_t tag, uint32_t type) { return {n
 class ClassSettings : public q7test::Core {
  protected:
   ClassSettings()
-      : rows_{row("Count", kCount, 1), row("Flag", kFlag, 17), row("Ratio", kRatio, 2),     row("Colour", kColour, 6),
-              row("Rgb", kRgb, 8),     row("Place", kPlace, 10), row("Text", kText, 12), row("Unknown", kUnknown, 1),
-              Q7PublicAttribute{}} {
+      : rows_{row("Count", kCount, 1),   row("Flag", kFlag, 17),      row("Ratio", kRatio, 2),
+              row("Colour", kColour, 6), row("Rgb", kRgb, 8),         row("Place", kPlace, 10),
+              row("Text", kText, 12),    row("Unknown", kUnknown, 1), Q7PublicAttribute{}} {
     settings = {};
   }
   Q7Class *create() {
@@ -117,7 +117,7 @@ TEST_F(ClassSettings, UnknownAttributesAreLeftUntouchedInTheStore) {
 }
 
 TEST_F(ClassSettings, EverythingIsReadAtCreation) {
-  stored() = {{"Count", "-7"},       {"Flag", "1"},        {"Ratio", "2.5"},  {"Colour", "1 2 3 4"},
+  stored() = {{"Count", "-7"},       {"Flag", "1"},         {"Ratio", "2.5"}, {"Colour", "1 2 3 4"},
               {"Rgb", "0.5 0.25 1"}, {"Place", "1e3 -2 0"}, {"Text", "hello"}};
   settings.rgb[3] = 9;
   create();
@@ -134,7 +134,8 @@ TEST_F(ClassSettings, EverythingIsReadAtCreation) {
 
 TEST_F(ClassSettings, ARoundTripThroughTheStoreKeepsEverything) {
   create();
-  settings = {INT32_MIN, 1, 123456.789, {0.1, 0.2, 0.3, 0.4}, {0.5, 0.6, 0.7, 0}, {100000, -1e-5, 3}, "text with = and ;"};
+  settings = {INT32_MIN,          1, 123456.789, {0.1, 0.2, 0.3, 0.4}, {0.5, 0.6, 0.7, 0}, {100000, -1e-5, 3},
+              "text with = and ;"};
   const Settings before = settings;
   free_oops();
   settings = {};

@@ -104,7 +104,8 @@ TEST_F(Folder, TheFirstDirectoryBecomesThePluginDirectory) {
   fs::create_directories(home() / "more");
   q7test::write_file(home() / "more" / "z.so", "x");
   Q7RegisterExternalClasses(&app_, (home() / "more").c_str());
-  EXPECT_EQ(scanned(), Texts{opened((home() / "more" / "z.so").string())}) << "a given directory is scanned all the same";
+  EXPECT_EQ(scanned(), Texts{opened((home() / "more" / "z.so").string())})
+      << "a given directory is scanned all the same";
 }
 
 TEST_F(Folder, WithoutAnyDirectoryNothingIsFound) {

@@ -192,7 +192,8 @@ TEST_F(Root, SettableFields) {
   Q7Set(obj_, uint32_t{Q7A_NEXT}, &other, uint32_t{Q7A_PREVIOUS}, &other, 0);
   EXPECT_EQ(get<Q7Object *>(Q7A_NEXT), &other);
   EXPECT_EQ(get<Q7Object *>(Q7A_PREVIOUS), &other);
-  Q7Set(obj_, uint32_t{Q7A_CLASS_ID}, uint64_t{77}, uint32_t{Q7A_IGNORED}, uint64_t{1}, 3u, uint64_t{1}, 4u, uint64_t{1}, 0);
+  Q7Set(obj_, uint32_t{Q7A_CLASS_ID}, uint64_t{77}, uint32_t{Q7A_IGNORED}, uint64_t{1}, 3u, uint64_t{1}, 4u,
+        uint64_t{1}, 0);
   EXPECT_EQ(obj_->clid, 77u);
   obj_->clid = 0;
   Q7Set(obj_, uint32_t{Q7A_DISPATCHER}, Q7RootDispatch, 0);
@@ -231,16 +232,16 @@ TEST_F(Root, ClassTagsAreSetAndRead) {
   const Q7PublicAttribute table[] = {{"A", 1, 1, 0, {}, 0, {}}, {}};
   EXPECT_EQ(Q7SetClassAttrs(100, uint32_t{Q7CT_VALUE503}, ~uint64_t{0}, uint32_t{Q7CT_VALUE506}, uint64_t{6},
                             uint32_t{Q7CT_VERSION}, uint64_t{9}, uint32_t{Q7CT_DESCRIPTION}, "d",
-                            uint32_t{Q7CT_ORGANISATION}, "o", uint32_t{Q7CT_MODULE}, "m", uint32_t{Q7CT_PUBATTRS}, table,
-                            uint32_t{Q7CT_NAME}, "n", uint32_t{Q7CT_CREATION_FLAG}, uint64_t{1}, 0),
+                            uint32_t{Q7CT_ORGANISATION}, "o", uint32_t{Q7CT_MODULE}, "m", uint32_t{Q7CT_PUBATTRS},
+                            table, uint32_t{Q7CT_NAME}, "n", uint32_t{Q7CT_CREATION_FLAG}, uint64_t{1}, 0),
             0);
   uint64_t v503 = 0, v506 = 0;
   const char *name, *description, *organisation, *module;
   const Q7PublicAttribute *rows;
   Q7Dispatcher dispatcher;
   uint32_t numbers[7] = {9, 9, 9, 9, 9, 9, 0xEEEEEEEE};
-  EXPECT_EQ(Q7GetClassAttrs(100, uint32_t{Q7CT_VALUE503}, &v503, uint32_t{Q7CT_VALUE506}, &v506, uint32_t{Q7CT_NAME}, &name,
-                            uint32_t{Q7CT_DESCRIPTION}, &description, uint32_t{Q7CT_ORGANISATION}, &organisation,
+  EXPECT_EQ(Q7GetClassAttrs(100, uint32_t{Q7CT_VALUE503}, &v503, uint32_t{Q7CT_VALUE506}, &v506, uint32_t{Q7CT_NAME},
+                            &name, uint32_t{Q7CT_DESCRIPTION}, &description, uint32_t{Q7CT_ORGANISATION}, &organisation,
                             uint32_t{Q7CT_MODULE}, &module, uint32_t{Q7CT_PUBATTRS}, &rows, uint32_t{Q7CT_DISPATCHER},
                             &dispatcher, uint32_t{Q7CT_NINSTANCES}, &numbers[0], uint32_t{Q7CT_SIZE}, &numbers[1],
                             uint32_t{Q7CT_ID}, &numbers[2], uint32_t{Q7CT_VERSION}, &numbers[3],
@@ -293,7 +294,8 @@ TEST_F(Root, TagsThatCannotBeSetOrReadAreUnknown) {
 TEST_F(Root, NamingTagsBelongToTheRootClass) {
   make_class(0, 100);
   EXPECT_EQ(Q7SetClassAttrs(100, uint32_t{Q7CT_NAMING_CLASS}, uint64_t{5}, 0), 1);
-  EXPECT_EQ(Q7SetClassAttrs(0, uint32_t{Q7CT_NAMING_CLASS}, uint64_t{5}, uint32_t{Q7CT_NAMING_METHOD}, uint64_t{6}, 0), 0);
+  EXPECT_EQ(Q7SetClassAttrs(0, uint32_t{Q7CT_NAMING_CLASS}, uint64_t{5}, uint32_t{Q7CT_NAMING_METHOD}, uint64_t{6}, 0),
+            0);
   uint32_t clid = 0, method = 0;
   Q7GetClassAttrs(0, uint32_t{Q7CT_NAMING_CLASS}, &clid, uint32_t{Q7CT_NAMING_METHOD}, &method, 0);
   EXPECT_EQ(clid, 5u);
@@ -517,7 +519,6 @@ uint64_t lamp_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
     default: return q7::inherit(cl, obj, method, a, b, tags);
   }
 }
-
 
 class Lamps : public Root {
  protected:
