@@ -345,10 +345,10 @@ Q7_API int32_t Q7GetTitleTextColor(double *rgba);
 Q7_API int32_t Q7Refresh(Q7Object *widget);
 
 /** Registers the window class, id 20, and with it the other classes of the layer that stand on the widget class, id 41:
- * frame and splitter (284). @return 1; 0, reported, when the widget class is missing */
+ * frame and splitter (284). The widget class is registered first. @return 1, or 0, reported */
 Q7_API int32_t Q7RegisterWindowClass(Q7App *app);
-/** Registers the native gadget classes, ids 26 and 80, on the gadget class, id 21. @return 1; 0, reported, when the
- * gadget class is missing */
+/** Registers the native gadget classes, ids 26 and 80, on the gadget class, id 21, which is registered first. @return
+ * 1, or 0, reported */
 Q7_API int32_t Q7RegisterOSGadgetClass(Q7App *app);
 /** Registers the icon class (and the font class, id 11); the icon class's id is the layer's own. Default: class 27.
  * @return 1, or 0, reported */

@@ -1,6 +1,10 @@
+#include <dlfcn.h>
+#include <pthread.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 #include "tests/platform/mini_app.h"
@@ -8,8 +12,35 @@
 using namespace q7test;
 
 namespace {
+bool refuse_threads = false;
+}
 
-class Tasks : public PlatformTest {};
+// Stands in front of the system's function, for the layer too.
+extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *),
+                              void *argument) noexcept {
+  if (refuse_threads) return EAGAIN;
+  static auto *system = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return system(thread, attributes, run, argument);
+}
+
+namespace {
+
+class Tasks : public PlatformTest {
+ protected:
+  // Threads that are more than at the start; a sanitizer may have one of its own. A joined thread stands in the
+  // system's list for a moment longer.
+  int threads_left() const {
+    int left = 1;
+    for (int tries = 0; tries < 1000 && left > 0; ++tries) {
+      left = thread_count() - threads_before_;
+      if (left > 0) Q7SleepMs(1);
+    }
+    return left;
+  }
+
+ private:
+  int threads_before_ = thread_count();
+};
 
 Q7Object *make_task(void (*run)(Q7Object *, void *), void *argument, int32_t setting = 0) {
   Q7TaskEntry entry = {run, argument};
@@ -51,10 +82,9 @@ TEST_F(Tasks, DisposalWaitsForTheThread) {
         static_cast<std::atomic<bool> *>(argument)->store(true);
       },
       &done);
-  int before = thread_count();
   Q7ObjectDelete(task);
   EXPECT_TRUE(done.load());
-  EXPECT_LT(thread_count(), before);
+  EXPECT_EQ(threads_left(), 0);
 }
 
 TEST_F(Tasks, ATaskMayDisposeItself) {
@@ -68,7 +98,7 @@ TEST_F(Tasks, ATaskMayDisposeItself) {
       },
       &step);
   while (!step.load()) Q7SleepMs(1);
-  while (thread_count() > 1) Q7SleepMs(1);
+  EXPECT_EQ(threads_left(), 0);
   EXPECT_EQ(Q7ClassFind(Q7C_TASK)->ninstances, 0u);
 }
 
@@ -188,22 +218,15 @@ TEST_F(Tasks, EveryFailingAllocationGivesNull) {
     EXPECT_EQ(gate.refused(), 1);
   }
   EXPECT_EQ(Q7ClassFind(Q7C_TASK)->ninstances, 0u);
-  EXPECT_EQ(thread_count(), 1);
+  EXPECT_EQ(threads_left(), 0);
 }
 
 TEST_F(Tasks, ARefusedThreadIsReported) {
-  rlimit before;
-  getrlimit(RLIMIT_AS, &before);
-  rlimit none = {16 << 20, before.rlim_max};
-  setrlimit(RLIMIT_AS, &none);
+  refuse_threads = true;
   Q7Object *task = make_task([](Q7Object *, void *) {}, nullptr);
-  setrlimit(RLIMIT_AS, &before);
-  if (task) {
-    Q7ObjectDelete(task);
-    GTEST_SKIP() << "this system starts threads without address space";
-  }
-  ASSERT_EQ(errors().size(), 1u);
-  EXPECT_EQ(errors()[0].find("q7task: Cannot start a thread: "), 0u);
+  refuse_threads = false;
+  EXPECT_EQ(task, nullptr);
+  EXPECT_EQ(errors(), std::vector<std::string>{"q7task: Cannot start a thread: Resource temporarily unavailable"});
   EXPECT_EQ(Q7ClassFind(Q7C_TASK)->ninstances, 0u);
 }
 
@@ -217,7 +240,7 @@ TEST_F(Tasks, ManyTasksLeaveNothingBehind) {
     for (auto *task : tasks) Q7ObjectDelete(task);
     EXPECT_EQ(ran.load(), 4);
   }
-  EXPECT_EQ(thread_count(), 1);
+  EXPECT_EQ(threads_left(), 0);
 }
 
 }  // namespace
