@@ -63,65 +63,54 @@ void q7as_await(Done done) {
 
 // ---- Queueing ----
 
-// Under the lock: a cleared record, or null on exhaustion.
+// Under the lock: a record with undefined content, or null on exhaustion.
 Q7AsyncRequest *q7as_get_record(AsyncExecutor &ex) {
-  Q7AsyncRequest *r = q7as_record(Q7RemHead(&ex.spent));
-  if (!r) r = static_cast<Q7AsyncRequest *>(Q7AllocMem(sizeof *r, Q7MEM_CLEAR));
-  if (!r) return nullptr;
+  Q7Node *node = Q7RemHead(&ex.spent);
+  if (!node) return static_cast<Q7AsyncRequest *>(Q7AllocMem(sizeof(Q7AsyncRequest), Q7MEM_CLEAR));
   q7as_fetch<1>(ex.spent.head);
-  *r = {};
-  r->thread_count = 1;
-  r->bracket_before = r->bracket_after = kNoMethod;
-  return r;
+  return q7as_record(node);
 }
 
-// Reads the request tags; the first of each id counts. True when the request is to run at once.
-bool q7as_read_tags(Q7AsyncRequest &r, Q7TagItem *tags) {
+// The values of the request tags by position: the three arguments, then the tags from Q7A_ASYNC_REPLY_OBJECT on.
+struct Values {
+  enum { kReplyObject = 3, kReplyMethod, kReplyArg, kThreads, kAtOnce, kBracketObject, kBefore, kAfter, kCount };
+  uint64_t at[kCount] = {};
+};
+
+// Reads the request tags; the first of each id counts.
+void q7as_read_tags(Values &values, Q7TagItem *tags) {
+  static_assert(Q7A_ASYNC_BRACKET_AFTER - Q7A_ASYNC_REPLY_OBJECT + Values::kReplyObject == Values::kAfter);
+  values.at[Values::kBefore] = values.at[Values::kAfter] = kNoMethod;
   uint32_t seen = 0;
-  uint32_t threads = 0;
-  bool at_once = false;
-  const auto first = [&seen](uint32_t bit) {
-    const bool is_first = !(seen & 1u << bit);
-    seen |= 1u << bit;
-    return is_first;
-  };
   for (const Q7TagItem &item : q7::tags(tags)) {
-    switch (item.tag) {
-      case Q7A_ASYNC_ARG1:
-      case Q7A_ASYNC_ARG2:
-      case Q7A_ASYNC_ARG3:
-        if (first(item.tag - Q7A_ASYNC_ARG1)) r.arg[item.tag - Q7A_ASYNC_ARG1] = item.data;
-        break;
-      case Q7A_ASYNC_REPLY_OBJECT:
-        if (first(3)) r.reply_object = q7::value<Q7Object *>(item);
-        break;
-      case Q7A_ASYNC_REPLY_METHOD:
-        if (first(4)) r.reply_method = q7::value<uint32_t>(item);
-        break;
-      case Q7A_ASYNC_REPLY_ARG:
-        if (first(5)) r.reply_arg = item.data;
-        break;
-      case Q7A_ASYNC_THREADS:
-        if (first(6)) threads = q7::value<uint32_t>(item);
-        break;
-      case Q7A_ASYNC_AT_ONCE:
-        if (first(7)) at_once = q7::value<int32_t>(item) != 0;
-        break;
-      case Q7A_ASYNC_BRACKET_OBJECT:
-        if (first(8)) r.bracket_object = q7::value<Q7Object *>(item);
-        break;
-      case Q7A_ASYNC_BRACKET_BEFORE:
-        if (first(9)) r.bracket_before = q7::value<uint32_t>(item);
-        break;
-      case Q7A_ASYNC_BRACKET_AFTER:
-        if (first(10)) r.bracket_after = q7::value<uint32_t>(item);
-        break;
-      default: break;
+    uint32_t i = item.tag - Q7A_ASYNC_ARG1;
+    if (i >= Values::kReplyObject) {
+      i = item.tag - Q7A_ASYNC_REPLY_OBJECT;
+      if (i >= Values::kCount - Values::kReplyObject) continue;
+      i += Values::kReplyObject;
     }
+    if (seen & 1u << i) continue;
+    seen |= 1u << i;
+    values.at[i] = item.data;
   }
-  r.parallel = threads != 0;
-  r.thread_count = threads ? threads : 1;
-  return at_once;
+}
+
+void q7as_fill(Q7AsyncRequest &r, uint32_t hold, Q7Object *target, uint32_t method, const Values &values) {
+  const auto value = [&values](int i) { return static_cast<uint32_t>(values.at[i]); };
+  r.node.name = nullptr;
+  r.target = target;
+  r.method = method;
+  r.kind = method != 0;
+  r.hold = hold;
+  r.parallel = value(Values::kThreads) != 0;
+  for (int i = 0; i < 3; ++i) r.arg[i] = values.at[i];
+  r.reply_object = q7::as<Q7Object *>(values.at[Values::kReplyObject]);
+  r.reply_method = value(Values::kReplyMethod);
+  r.reply_arg = values.at[Values::kReplyArg];
+  r.thread_count = r.parallel ? value(Values::kThreads) : 1;
+  r.bracket_object = q7::as<Q7Object *>(values.at[Values::kBracketObject]);
+  r.bracket_before = value(Values::kBefore);
+  r.bracket_after = value(Values::kAfter);
 }
 
 void q7as_release_target(const Q7AsyncRequest &r) {
@@ -144,17 +133,15 @@ uint64_t q7as_run_at_once(Q7Object *self, AsyncExecutor &ex, Q7AsyncRequest *rec
 
 uint64_t q7as_queue(Q7Object *self, AsyncExecutor &ex, uint32_t hold, Q7Object *target, uint32_t method,
                     Q7TagItem *tags) {
+  Values values;
+  q7as_read_tags(values, tags);
   q7::LockGuard lock(ex.lock);
   if (!ex.signal) return 0;
   Q7AsyncRequest *r = q7as_get_record(ex);
   if (!r) return 0;
-  r->target = target;
-  r->method = method;
-  r->kind = method != 0;
-  r->hold = hold;
-  const bool at_once = q7as_read_tags(*r, tags);
+  q7as_fill(*r, hold, target, method, values);
   if (hold & kHold) q7::add_reference(target);
-  if (at_once) {
+  if (static_cast<uint32_t>(values.at[Values::kAtOnce])) {
     q7::atomic(ex.users).fetch_add(1, std::memory_order_relaxed);
     lock.unlock();
     return q7as_run_at_once(self, ex, r);
@@ -176,6 +163,9 @@ uint64_t q7as_append_empty(AsyncExecutor &ex) {
   if (!ex.signal) return 0;
   Q7AsyncRequest *r = q7as_get_record(ex);
   if (!r) return 0;
+  Values none;
+  q7as_read_tags(none, nullptr);
+  q7as_fill(*r, 0, nullptr, 0, none);
   Q7AddTail(&ex.requests, &r->node);
   return 1;
 }
