@@ -147,7 +147,9 @@ uint64_t q7as_queue(Q7Object *self, AsyncExecutor &ex, uint32_t hold, Q7Object *
     return q7as_run_at_once(self, ex, r);
   }
   Q7AddTail(&ex.requests, &r->node);
-  q7::atomic(ex.pending).store(1, std::memory_order_relaxed);
+  if (!q7::atomic(ex.pending).load(std::memory_order_relaxed)) {
+    q7::atomic(ex.pending).store(1, std::memory_order_relaxed);
+  }
   // A worker that is at work looks at the list again before it waits; only one that waits needs the wake.
   if (!ex.waiting) return 1;
   Q7Object *signal = ex.signal;
@@ -272,7 +274,10 @@ void q7as_close(AsyncExecutor &ex) {
 // since a wake costs more than many requests.
 void q7as_linger(AsyncExecutor &ex) {
   Q7Unlock(ex.lock);
-  for (int i = 0; i < kLingerYields && !q7::atomic(ex.pending).load(std::memory_order_relaxed); ++i) sched_yield();
+  for (int i = 0; i < kLingerYields; ++i) {
+    sched_yield();
+    if (q7::atomic(ex.pending).load(std::memory_order_relaxed)) break;
+  }
   Q7Lock(ex.lock);
 }
 

@@ -29,23 +29,24 @@ void peer_qt_queued_call(benchmark::State &state) {
 }
 BENCHMARK(peer_qt_queued_call);
 
+// A task of its own for every request, as the pool's users write it; the pool deletes it.
 class Work : public QRunnable {
  public:
+  explicit Work(int number) : number_(number) {}
   void run() override {
     ++worked;
-    if (last) batch.tell();
+    if (number_ == kBatch) batch.tell();
   }
-  bool last = false;
+
+ private:
+  int number_;
 };
 
 void peer_qt_thread_pool(benchmark::State &state) {
   QThreadPool pool;
   pool.setMaxThreadCount(1);
-  Work works[kBatch];
-  for (Work &work : works) work.setAutoDelete(false);
-  works[kBatch - 1].last = true;
   for (auto _ : state) {
-    for (Work &work : works) pool.start(&work);
+    for (int i = 1; i <= kBatch; ++i) pool.start(new Work(i));
     batch.await();
   }
   pool.waitForDone();
