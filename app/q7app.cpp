@@ -2,6 +2,7 @@
 // relies on, and torn down from any step: teardown tolerates every piece that is not there yet.
 #include "app/q7app.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -138,8 +139,8 @@ bool q7ap_build(Q7App *app, int32_t *count, Q7TagItem *tags) {
 // Gives tasks time to end until only the main one is left.
 void q7ap_await_tasks() {
   for (int i = 0; i < kTaskWaits; ++i) {
-    const Q7Class *task = Q7ClassFind(Q7C_TASK);
-    if (task && task->ninstances < 2) return;
+    Q7Class *task = Q7ClassFind(Q7C_TASK);
+    if (task && std::atomic_ref(task->ninstances).load(std::memory_order_relaxed) < 2) return;
     Q7Sleep(1);
   }
 }

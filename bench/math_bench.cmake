@@ -1,10 +1,4 @@
-# The geometry and noise benchmark and those of its peers that are installed.
-add_executable(math_bench math_bench.cpp)
-target_link_libraries(math_bench PRIVATE q7_flags q7common benchmark::benchmark)
-target_link_options(math_bench PRIVATE -Wl,--no-as-needed)
-if(TARGET q7platform)
-  target_link_libraries(math_bench PRIVATE q7platform)
-endif()
+# The peers of the geometry and noise benchmark that are installed.
 find_package(Imath QUIET)
 find_package(glm QUIET)
 find_package(Eigen3 QUIET)

@@ -20,9 +20,16 @@ endif()
 
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
+if(Q7_SANITIZE)
+  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
+  set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O1 -g1")
+endif()
+
+# The programs whose tests also run under the thread sanitizer.
+add_custom_target(threads_tests)
 
 add_library(q7_flags INTERFACE)
-target_compile_options(q7_flags INTERFACE -Wall -Wextra -Werror -Wno-format-truncation -ffp-contract=off)
+target_compile_options(q7_flags INTERFACE -Wall -Wextra -Werror $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-format-truncation> -ffp-contract=off)
 target_include_directories(q7_flags INTERFACE "${PROJECT_SOURCE_DIR}")
 if(Q7_SANITIZE)
   target_compile_options(q7_flags INTERFACE -fsanitize=${Q7_SANITIZE} -fno-omit-frame-pointer)
@@ -38,8 +45,10 @@ endif()
 # Code that the library and the platform layer are made of: nothing leaves unless it says Q7_API, and nothing throws.
 add_library(q7_library_flags INTERFACE)
 target_link_libraries(q7_library_flags INTERFACE q7_flags)
+# Exported functions call each other directly: nobody may put another function in the place of one of them, so the calls
+# need no table, and short ones are inlined.
 target_compile_options(
-  q7_library_flags INTERFACE -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
+  q7_library_flags INTERFACE -fvisibility=hidden -fno-semantic-interposition $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
                              $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
 
 # q7_room(<name>): the room's *.cpp become part of libq7common.so, its *.h are installed, its exports.txt lists the names
@@ -88,7 +97,7 @@ function(q7_common_library)
   find_package(ZLIB REQUIRED)
   find_package(CURL REQUIRED)
   target_link_libraries(q7common PRIVATE q7_flags ZLIB::ZLIB CURL::libcurl m)
-  target_link_options(q7common PRIVATE "-Wl,--version-script=${script}" -Wl,--as-needed)
+  target_link_options(q7common PRIVATE "-Wl,--version-script=${script}" -Wl,--as-needed -Wl,-Bsymbolic-functions)
   target_include_directories(q7common INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
                                                 "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/q7>")
   install(TARGETS q7common LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
@@ -114,6 +123,11 @@ function(q7_test name)
   target_link_libraries(${name} PRIVATE q7_flags q7common q7_test_support GTest::gmock ${arg_LIBRARIES})
   target_link_options(${name} PRIVATE -Wl,--no-as-needed)
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+  # What is tested is built as users get it; the tests around it need no optimiser, and their builds are most of the time.
+  target_compile_options(${name} PRIVATE -O0 -g1)
+  if("threads" IN_LIST arg_LABELS)
+    add_dependencies(threads_tests ${name})
+  endif()
   if(arg_FAKE_PLATFORM)
     target_link_libraries(${name} PRIVATE q7_fake_platform)
   else()

@@ -141,7 +141,11 @@ bool q7ap_read(const Place &place, Value &value) {
     return q7::send(place.obj, Q7M_GETINDEXED, place.row.tag, place.index, q7::slot(&value)) != place.row.tag;
   }
   Q7TagItem list[2] = {{place.row.tag, q7::arg(&value)}, {Q7TAG_END, 0}};
-  return q7::send(place.obj, Q7M_GET, 0, 0, list) == 0;
+  if (q7::send(place.obj, Q7M_GET, 0, 0, list) != 0) return false;
+  // At either end of a list the link leads to a sentinel, which is no object.
+  const bool link = place.row.tag == Q7A_NEXT || place.row.tag == Q7A_PREVIOUS;
+  if (link && value.object && (!value.object->succ || !value.object->pred)) value.object = nullptr;
+  return true;
 }
 
 bool q7ap_write(const Place &place, uint64_t data) {

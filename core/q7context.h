@@ -57,7 +57,8 @@ extern Q7_API Q7App *Q7ApplicationContext;
 /** Makes app the application of the process (null: none). @return 1 */
 Q7_API int32_t Q7RegisterClient(Q7App *app);
 
-/** Application string by index (q7appstr.h); the built-in text when the strings are not open. No range check. */
+/** Application string by index (q7appstr.h); the built-in text when the strings are not open, the empty text for an
+ * index that no string has. Never null. */
 Q7_API const char *Q7AppStr(int32_t index);
 
 /** Name of the user folder below the home folder, ".Karmonic7D/Karmonic-9.1" by default. */

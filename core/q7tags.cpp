@@ -14,27 +14,6 @@ constexpr char kModule[] = "q7tags";
 static_assert(sizeof(Q7TagItem) == 16 && offsetof(Q7TagItem, data) == 8);
 static_assert(sizeof(Q7TagQuery) == 24 && offsetof(Q7TagQuery, data) == 8 && offsetof(Q7TagQuery, size) == 16);
 
-// Both kinds of list keep tag and value in the same places.
-uint64_t q7tg_value(const Q7TagItem *item) { return item->data; }
-uint64_t q7tg_value(const Q7TagQuery *item) { return q7::arg(item->data); }
-
-template <class Item>
-Item *q7tg_next(Item **state) {
-  for (;;) {
-    Item *item = *state;
-    if (!item) return nullptr;
-    switch (item->tag) {
-      case Q7TAG_END: return nullptr;
-      case Q7TAG_LINK: *state = q7::as<Item *>(q7tg_value(item)); break;
-      case Q7TAG_NEXT_CURSOR:
-        // The slot that was left keeps pointing at this item, so later calls come here again: a standing redirection.
-        ++state;
-        break;
-      default: ++*state; return item;
-    }
-  }
-}
-
 // Where the next item of a list would be written: its end, or the null link that ends it.
 Q7TagItem *q7tg_terminator(Q7TagItem *list) {
   for (;;) {
@@ -65,9 +44,9 @@ void q7tg_gather(q7::GatheredTags &list, uint32_t tag, va_list arguments) {
 
 }  // namespace
 
-Q7TagItem *Q7TagNext(Q7TagItem **state) { return state ? q7tg_next(state) : nullptr; }
+Q7TagItem *Q7TagNext(Q7TagItem **state) { return state ? q7::next_item(state) : nullptr; }
 
-Q7TagQuery *Q7TagNextS(Q7TagQuery **state) { return state ? q7tg_next(state) : nullptr; }
+Q7TagQuery *Q7TagNextS(Q7TagQuery **state) { return state ? q7::next_item(state) : nullptr; }
 
 Q7TagItem *Q7TagFind(uint32_t tag, Q7TagItem *list) {
   for (Q7TagItem &item : q7::tags(list)) {
@@ -77,9 +56,14 @@ Q7TagItem *Q7TagFind(uint32_t tag, Q7TagItem *list) {
 }
 
 uint64_t Q7TagVal(const Q7TagItem *list, uint32_t tag, uint64_t fallback) {
-  while (list && list->tag != Q7TAG_END) {
+  static_assert(Q7TAG_END == 0 && Q7TAG_LINK == 1);
+  auto passed = [tag](const Q7TagItem &item) { return item.tag > Q7TAG_LINK && item.tag != tag; };
+  while (list) {
+    // Four steps a round: the jump back costs as much as a step.
+    while (passed(*list) && passed(*++list) && passed(*++list) && passed(*++list)) ++list;
+    if (list->tag == Q7TAG_END) break;
     if (list->tag == tag) return list->data;
-    list = list->tag == Q7TAG_LINK ? q7::as<const Q7TagItem *>(list->data) : list + 1;
+    list = q7::as<const Q7TagItem *>(list->data);
   }
   return fallback;
 }

@@ -10,33 +10,6 @@
 
 namespace q7 {
 
-// The range over the ordinary items of a list: links are followed, a tag-5 item without a second list ends it.
-class TagRange {
- public:
-  class Iterator {
-   public:
-    explicit Iterator(Q7TagItem *list) : state_{list, nullptr}, item_(list ? Q7TagNext(state_) : nullptr) {}
-    Q7TagItem &operator*() const { return *item_; }
-    Iterator &operator++() {
-      item_ = Q7TagNext(state_);
-      return *this;
-    }
-    bool operator!=(const Iterator &other) const { return item_ != other.item_; }
-
-   private:
-    Q7TagItem *state_[2];
-    Q7TagItem *item_;
-  };
-  explicit TagRange(Q7TagItem *list) : list_(list) {}
-  Iterator begin() const { return Iterator(list_); }
-  static Iterator end() { return Iterator(nullptr); }
-
- private:
-  Q7TagItem *list_;
-};
-
-inline TagRange tags(Q7TagItem *list) { return TagRange(list); }
-
 // A message argument or item value out of a pointer or number, and back. Narrow numbers keep their low bits.
 template <class T>
 uint64_t arg(T value) {
@@ -68,6 +41,55 @@ T slot_as(Q7TagItem *tags) {
 }
 inline int32_t slot_int(Q7TagItem *tags) { return slot_as<int32_t>(tags); }
 
+// Both kinds of list keep tag and value in the same places.
+inline uint64_t value_of(const Q7TagItem *item) { return item->data; }
+inline uint64_t value_of(const Q7TagQuery *item) { return arg(item->data); }
+
+// The next ordinary item of a walk, or null: Q7TagNext and Q7TagNextS.
+template <class Item>
+Item *next_item(Item **state) {
+  for (;;) {
+    Item *item = *state;
+    if (!item) return nullptr;
+    switch (item->tag) {
+      case Q7TAG_END: return nullptr;
+      case Q7TAG_LINK: *state = as<Item *>(value_of(item)); break;
+      case Q7TAG_NEXT_CURSOR:
+        // The slot that was left keeps pointing at this item, so later calls come here again: a standing redirection.
+        ++state;
+        break;
+      default: ++*state; return item;
+    }
+  }
+}
+
+// The range over the ordinary items of a list: links are followed, a tag-5 item without a second list ends it.
+class TagRange {
+ public:
+  class Iterator {
+   public:
+    explicit Iterator(Q7TagItem *list) : state_{list, nullptr}, item_(next_item(state_)) {}
+    Q7TagItem &operator*() const { return *item_; }
+    Iterator &operator++() {
+      item_ = next_item(state_);
+      return *this;
+    }
+    bool operator!=(const Iterator &other) const { return item_ != other.item_; }
+
+   private:
+    Q7TagItem *state_[2];
+    Q7TagItem *item_;
+  };
+  explicit TagRange(Q7TagItem *list) : list_(list) {}
+  Iterator begin() const { return Iterator(list_); }
+  static Iterator end() { return Iterator(nullptr); }
+
+ private:
+  Q7TagItem *list_;
+};
+
+inline TagRange tags(Q7TagItem *list) { return TagRange(list); }
+
 template <class T>
 T value(const Q7TagItem &item) {
   return as<T>(item.data);
@@ -86,17 +108,29 @@ bool store(const Q7TagItem &item, std::type_identity_t<T> value) {
 struct GatheredTags {
   Q7TagItem items[Q7TAG_MAX_ITEMS + 2];
 };
-inline bool gather(GatheredTags &list, uint32_t tag, va_list arguments) {
+[[gnu::always_inline]] inline bool gather(GatheredTags &list, uint32_t tag, va_list arguments) {
   Q7TagItem *item = list.items;
-  for (;;) {
+  // Takes one pair; true behind the end.
+  auto take = [&]() __attribute__((always_inline)) {
     item->tag = tag;
     if (tag == Q7TAG_END) return true;
     item->data = va_arg(arguments, uint64_t);
     ++item;
     if (tag == Q7TAG_LINK) return true;
-    if (item == list.items + Q7TAG_MAX_ITEMS + 1) break;
     tag = va_arg(arguments, uint32_t);
+    return false;
+  };
+  // Short lists lie in registers for the most part; written out, their places are known when this is compiled.
+  if (take() || take() || take()) return true;
+  while (item < list.items + Q7TAG_MAX_ITEMS) {
+    if (take()) return true;
   }
+  // Room for one more, whose successor is no longer asked for.
+  item->tag = tag;
+  if (tag == Q7TAG_END) return true;
+  item->data = va_arg(arguments, uint64_t);
+  ++item;
+  if (tag == Q7TAG_LINK) return true;
   item->tag = Q7TAG_END;
   return false;
 }

@@ -34,8 +34,8 @@ TEST_F(EarlyReports, GoToTheFileKarmonic7DWithAHeaderBeforeEachLine) {
   EXPECT_EQ(Q7_Error("first %d", 1), 0);
   EXPECT_EQ(Q7_Info("second"), 0);
   const std::string header = ": date: 2001-02-03:\n";
-  EXPECT_EQ(read_file(folder() / "Karmonic 7D.log"), header + "04:05:06        q7app/ 123: first 1\n" + header +
-                                                         "04:05:06        q7app/ 123: second\n");
+  EXPECT_EQ(read_file(folder() / "Karmonic 7D.log"),
+            header + "04:05:06        q7app/ 123: first 1\n" + header + "04:05:06        q7app/ 123: second\n");
 }
 
 TEST_F(EarlyReports, FoldersAreMadeForTheUserWithTheMissingParent) {
@@ -165,7 +165,8 @@ TEST_F(Reports, ThePercentSignLeftInATextIsInterpretedOnceMoreByTheLog) {
 }
 
 TEST_F(Reports, HostilePercentSignsInATextAreHarmless) {
-  for (const char *text : {"%s", "%n", "%9999d", "%s%s%s%s%n", "%1$s", "%*d", "%", "%%", "%hhn", "%999999999999s", "a%"}) {
+  for (const char *text :
+       {"%s", "%n", "%9999d", "%s%s%s%s%n", "%1$s", "%*d", "%", "%%", "%hhn", "%999999999999s", "a%"}) {
     Q7_Error("%s", text);
     Q7_Info("%s", text);
     Q7_WriteLog("%s", text);

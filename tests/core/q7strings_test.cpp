@@ -185,8 +185,9 @@ TEST_F(Strings, MatchAgreesWithTheDefinitionOnAllShortTextsAndPatterns) {
 }
 
 TEST_F(Strings, MatchIsNotExponential) {
-  // An exponential matcher would take about (64 Ki)^5 / 120 steps here, which no machine ends; a matcher whose steps are
-  // bounded by length times pattern takes under a million. The bound on time is far above that and far below the other.
+  // An exponential matcher would take about (64 Ki)^5 / 120 steps here, which no machine ends; a matcher whose steps
+  // are bounded by length times pattern takes under a million. The bound on time is far above that and far below the
+  // other.
   const std::string text(65536, 'a');
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(Q7StringMatch(text.c_str(), "*a*a*a*a*a*b"), 0);

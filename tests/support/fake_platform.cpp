@@ -38,6 +38,7 @@ struct State {
   std::mutex mutex;
   std::map<std::string, std::unique_ptr<Function>> functions;
   std::vector<std::string> calls;
+  std::function<void(const std::string &)> observer;
   std::atomic<bool> all{false};
   std::optional<std::string> home;
   bool no_home = false;
@@ -80,8 +81,13 @@ bool count_call(Function &f) {
 }
 
 void write_line(const std::string &line) {
-  std::lock_guard lock(state().mutex);
-  state().calls.push_back(line);
+  std::function<void(const std::string &)> observer;
+  {
+    std::lock_guard lock(state().mutex);
+    state().calls.push_back(line);
+    observer = state().observer;
+  }
+  if (observer) observer(line);
 }
 
 std::string text(const char *t) { return t ? t : "null"; }
@@ -113,6 +119,7 @@ void reset() {
     f->armed = false;
   }
   s.calls.clear();
+  s.observer = nullptr;
   s.all = false;
   s.home.reset();
   s.no_home = false;
@@ -148,6 +155,10 @@ void clear_calls() {
 
 void record_all(bool on) { state().all = on; }
 void note(const std::string &line) { write_line(line); }
+void set_observer(std::function<void(const std::string &)> observer) {
+  std::lock_guard lock(state().mutex);
+  state().observer = std::move(observer);
+}
 int64_t count(const std::string &name) { return function(name).calls; }
 
 void fail(const std::string &name, int64_t nth, int64_t times) {

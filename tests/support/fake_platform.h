@@ -31,6 +31,8 @@ void clear_calls();
 void record_all(bool on);
 // Writes a line of the test's own between the calls.
 void note(const std::string &line);
+// Called with every recorded line before the call takes effect, on the calling thread; null removes it.
+void set_observer(std::function<void(const std::string &)> observer);
 // How often a function was called since reset().
 int64_t count(const std::string &function);
 

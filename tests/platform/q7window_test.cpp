@@ -1,0 +1,168 @@
+#include "tests/platform/mini_app.h"
+#include "ui/q7widget.h"
+
+using namespace q7test;
+
+namespace {
+
+class Windows : public PlatformTest {
+ protected:
+  static int32_t get_int(Q7Object *object, uint32_t tag) {
+    int32_t value = -12345;
+    Q7Get(object, tag, word(&value), 0);
+    return value;
+  }
+};
+
+TEST_F(Windows, WithoutTheirSuperclassTheyAreRefused) {
+  for (int64_t n = 1; n <= 2; ++n) {
+    AllocGate gate;
+    gate.fail(n, true);
+    EXPECT_EQ(Q7RegisterWindowClass(app()), 0);
+    EXPECT_EQ(Q7RegisterOSGadgetClass(app()), 0);
+    gate.pass();
+    EXPECT_EQ(Q7ClassFind(Q7C_WINDOW), nullptr);
+  }
+  EXPECT_EQ(Q7RegisterWindowClass(app()), 1);
+}
+
+TEST_F(Windows, TheWindowClassesStandOnTheWidgetClass) {
+  EXPECT_EQ(Q7RegisterWindowClass(app()), 1);
+  EXPECT_EQ(Q7RegisterWindowClass(app()), 1);
+  for (uint32_t id : {20u, 29u, 284u}) EXPECT_EQ(Q7ClassIdIsOfKind(id, 41), 1) << id;
+}
+
+TEST_F(Windows, TheNativeGadgetsStandOnTheGadgetClass) {
+  EXPECT_EQ(Q7RegisterOSGadgetClass(app()), 1);
+  for (uint32_t id : {26u, 80u}) EXPECT_EQ(Q7ClassIdIsOfKind(id, 21), 1) << id;
+}
+
+TEST_F(Windows, AWindowKeepsItsAttributes) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 20526, uint64_t{2}, 20500, uint64_t{15}, 0);
+  EXPECT_EQ(get_int(window, 20526), 2);
+  EXPECT_EQ(get_int(window, 20500), 15);
+  EXPECT_EQ(get_int(window, 20525), 0);
+  Q7Set(window, 20525, uint64_t{1}, Q7A_WINDOW_DRAW_CONTEXT, word(window), 0);
+  EXPECT_EQ(get_int(window, 20525), 1);
+  Q7Object *context = nullptr;
+  Q7Get(window, Q7A_WINDOW_DRAW_CONTEXT, word(&context), 0);
+  EXPECT_EQ(context, window);
+  EXPECT_TRUE(errors().empty());
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, TheInnerSizeIsTheSize) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 0);
+  Q7Set(window, 41503, uint64_t{320}, 41504, uint64_t{200}, 0);
+  EXPECT_EQ(get_int(window, 20510), 320);
+  EXPECT_EQ(get_int(window, 20511), 200);
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, AWindowReferencesItsFont) {
+  Q7RegisterWindowClass(app());
+  Q7Object *font = Q7ObjectCreate(11, 0);
+  Q7SendMsg(font, Q7M_ADDREF, 0);
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, Q7A_WINDOW_FONT, word(font), 0);
+  EXPECT_EQ(font->refcount, 2);
+  Q7Object *found = nullptr;
+  Q7Get(window, Q7A_WINDOW_FONT, word(&found), 0);
+  EXPECT_EQ(found, font);
+  Q7ObjectDelete(window);
+  EXPECT_EQ(font->refcount, 1);
+  Q7SendMsg(font, Q7M_RELEASE, 0);
+}
+
+TEST_F(Windows, ANativeGadgetLivesInAWindow) {
+  Q7RegisterWindowClass(app());
+  Q7RegisterOSGadgetClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 0);
+  Q7Object *gadget = Q7ObjectCreate(26, 41500, word(window), 0);
+  ASSERT_NE(gadget, nullptr);
+  EXPECT_EQ(Q7ObjectCreate(80, 0), nullptr) << "a gadget needs a window";
+  Q7Object *parent = nullptr;
+  Q7Get(gadget, 41500, word(&parent), 0);
+  EXPECT_EQ(parent, window);
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, AnUnknownWindowAttributeReachesTheRootClass) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 0);
+  EXPECT_NE(Q7Set(window, 20550, uint64_t{1}, 0), 0u);
+  EXPECT_EQ(errors().size(), 1u);
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, AFramesInsetsAreItsClientOffset) {
+  Q7RegisterWindowClass(app());
+  Q7Object *frame = Q7ObjectCreate(29, 41522, uint64_t{3}, 41523, uint64_t{4}, 0);
+  EXPECT_EQ(get_int(frame, 41522), 3);
+  EXPECT_EQ(get_int(frame, 41524), 2);
+  EXPECT_EQ(get_int(frame, 41525), 2);
+  EXPECT_EQ(get_int(frame, 41509), 3);
+  EXPECT_EQ(get_int(frame, 41510), 4);
+  Q7ObjectDelete(frame);
+}
+
+TEST_F(Windows, ADraggedSplitterNotifiesItsManager) {
+  Q7RegisterWindowClass(app());
+  static Q7Object *splitter;
+  static int32_t asked;
+  // The manager reads the distance from the splitter, as a placer does.
+  Q7ClassCreate(
+      Q7C_ROOT, 102,
+      [](Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) -> uint64_t {
+        if (method != 25001) return cl->superdispatch(cl->super, obj, method, a, b, tags);
+        EXPECT_EQ(a, 284501u);
+        EXPECT_EQ(b, word(splitter));
+        EXPECT_EQ(static_cast<int32_t>(word(tags)), -7);
+        asked = get_int(splitter, 284501);
+        return 5;
+      },
+      0, 0);
+  Q7Object *manager = Q7ObjectCreate(102, 0);
+  splitter = Q7ObjectCreate(284, 0);
+  Q7Set(splitter, 41543, word(manager), 0);
+  EXPECT_EQ(splitter->dispatch(splitter->cl, splitter, 284000, 0, 0,
+                               reinterpret_cast<Q7TagItem *>(static_cast<uint64_t>(static_cast<uint32_t>(-7)))),
+            5u);
+  EXPECT_EQ(asked, -7);
+  Q7ObjectDelete(splitter);
+  Q7ObjectDelete(manager);
+}
+
+TEST_F(Windows, AFontHasAHeightAndAnAscent) {
+  Q7Object *font = Q7ObjectCreate(11, 0);
+  EXPECT_EQ(get_int(font, 11501), 10);
+  EXPECT_EQ(get_int(font, 11504), 8);
+  Q7Set(font, 11501, uint64_t{16}, 0);
+  EXPECT_EQ(get_int(font, 11501), 16);
+  Q7ObjectDelete(font);
+}
+
+TEST_F(Windows, IconsAndCursorsKeepTheirSizes) {
+  Q7Object *icon = Q7ObjectCreate(27, 27500, uint64_t{32}, 27501, uint64_t{24}, 513, word("open"), 0);
+  EXPECT_EQ(get_int(icon, 27500), 32);
+  EXPECT_EQ(get_int(icon, 27501), 24);
+  EXPECT_STREQ(icon->name, "open");
+  Q7ObjectDelete(icon);
+  Q7Object *cursor = Q7ObjectCreate(28, 28500, uint64_t{3}, 0);
+  EXPECT_EQ(get_int(cursor, 28500), 3);
+  Q7ObjectDelete(cursor);
+}
+
+TEST_F(Windows, RefreshTakesWidgetsOnly) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 0);
+  Q7Object *font = Q7ObjectCreate(11, 0);
+  EXPECT_EQ(Q7Refresh(window), 1);
+  EXPECT_EQ(Q7Refresh(font), 0);
+  EXPECT_EQ(Q7Refresh(nullptr), 0);
+  Q7ObjectDelete(font);
+  Q7ObjectDelete(window);
+}
+
+}  // namespace

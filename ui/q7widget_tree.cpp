@@ -1,0 +1,274 @@
+// q7widget, the tree: parent and children, coordinates along the tree, names and paths.
+#include <cstring>
+
+#include "core/q7root.h"
+#include "core/report.hpp"
+#include "ui/widget.hpp"
+
+namespace {
+
+using q7::WidgetData;
+
+constexpr char kModule[] = "q7widget";
+
+// Holds an object over messages that may drop its last reference; afterwards the count is what it would have been, and
+// nothing is disposed: a child that only its old parent referenced survives being taken away.
+class Hold {
+ public:
+  explicit Hold(Q7Object *obj) : obj_(obj) { __atomic_add_fetch(&obj_->refcount, 1, __ATOMIC_RELAXED); }
+  ~Hold() { __atomic_sub_fetch(&obj_->refcount, 1, __ATOMIC_RELAXED); }
+  Hold(const Hold &) = delete;
+  Hold &operator=(const Hold &) = delete;
+
+ private:
+  Q7Object *obj_;
+};
+
+// 1 once a child was added by message 41004 alone, behind the back of its own parent field. From then on the parent
+// fields do not tell everything about who contains whom.
+bool foreign_children;
+
+bool q7wt_contains(Q7Object *tree, const Q7Object *wanted) {
+  if (tree == wanted) return true;
+  WidgetData *w = q7::widget_data(tree);
+  if (!w) return false;
+  for (Q7Node *node = w->children.head; node->succ; node = node->succ) {
+    if (q7wt_contains(reinterpret_cast<Q7Object *>(node), wanted)) return true;
+  }
+  return false;
+}
+
+bool q7wt_is_ancestor(const Q7Object *candidate, Q7Object *from) {
+  while (from) {
+    if (from == candidate) return true;
+    const WidgetData *w = q7::widget_data(from);
+    from = w ? w->parent : nullptr;
+  }
+  return false;
+}
+
+void q7wt_unlink(Q7Object *child) {
+  q7::Walk::leaving(reinterpret_cast<Q7Node *>(child));
+  q7::send(child, Q7M_REMOVE);
+  if (WidgetData *c = q7::widget_data(child)) {
+    c->listed_in = nullptr;
+    c->listed_link.drop();
+  }
+}
+
+bool q7wt_has_child(const WidgetData &w, const Q7Object *self, Q7Object *child) {
+  if (const WidgetData *c = q7::widget_data(child)) return c->listed_in == self;
+  return Q7IsInList(&w.children, reinterpret_cast<const Q7Node *>(child));
+}
+
+const char *q7wt_name(Q7Object *widget) {
+  const char *name = nullptr;
+  uint32_t clid = 0;
+  Q7TagItem ask_name[2] = {{Q7A_NAME, q7::arg(&name)}, {Q7TAG_END, 0}};
+  q7::send(widget, Q7M_GET, 0, 0, ask_name);
+  if (name && *name) return name;
+  Q7TagItem ask_class[2] = {{Q7A_CLASS_ID, q7::arg(&clid)}, {Q7TAG_END, 0}};
+  q7::send(widget, Q7M_GET, 0, 0, ask_class);
+  const Q7Class *cl = Q7ClassFind(clid);
+  if (!cl) return "noname";
+  if (cl->header.name && *cl->header.name) return cl->header.name;
+  Q7_REPORT_ERROR(kModule, "object has no name");
+  return "";
+}
+
+// A path may lead up again behind a step down ("a/../b"). All children of a widget lead to the same place then, and
+// some paths would be tried exponentially often; so many steps up are enough for any path that names something.
+constexpr int kStepsUp = 4096;
+
+bool q7wt_skip(const char *&path, const char *prefix) {
+  const size_t length = std::strlen(prefix);
+  if (std::strncmp(path, prefix, length) != 0) return false;
+  path += length;
+  return true;
+}
+
+Q7Object *q7wt_parent(Q7Object *widget) {
+  const WidgetData *w = q7::widget_data(widget);
+  return w ? w->parent : nullptr;
+}
+
+Q7Object *q7wt_find(Q7Object *widget, const char *path, int &steps_up, bool inside) {
+  const char *const before = path;
+  if (q7wt_skip(path, "/")) widget = q7::top_level(widget);
+  for (;;) {
+    if (q7wt_skip(path, "../")) {
+      widget = q7wt_parent(widget);
+      if (!widget) return nullptr;
+    } else if (!q7wt_skip(path, "./")) {
+      break;
+    }
+  }
+  if (inside && path != before && --steps_up < 0) return nullptr;
+  const char *name = q7wt_name(widget);
+  const size_t length = std::strlen(name);
+  if (std::strncmp(path, name, length) != 0 || (path[length] && path[length] != '/')) return nullptr;
+  const char *slash = std::strchr(path, '/');
+  if (!slash) return widget;
+  WidgetData *w = q7::widget_data(widget);
+  if (!w) return nullptr;
+  for (Q7Node *node = w->children.head; node->succ; node = node->succ) {
+    if (Q7Object *found = q7wt_find(reinterpret_cast<Q7Object *>(node), slash + 1, steps_up, true)) return found;
+  }
+  return nullptr;
+}
+
+Q7Object *q7wt_search(Q7Object *widget, const char *name) {
+  if (std::strcmp(q7wt_name(widget), name) == 0) return widget;
+  WidgetData *w = q7::widget_data(widget);
+  if (!w) return nullptr;
+  for (Q7Node *node = w->children.head; node->succ; node = node->succ) {
+    if (Q7Object *found = q7wt_search(reinterpret_cast<Q7Object *>(node), name)) return found;
+  }
+  return nullptr;
+}
+
+// `length` is what the buffer holds so far; it grows by what is appended.
+bool q7wt_append_names(Q7Object *widget, size_t size, char *buffer, size_t &length) {
+  Q7Object *parent = q7wt_parent(widget);
+  if (parent && !q7wt_append_names(parent, size, buffer, length)) return false;
+  const char *name = q7wt_name(widget);
+  const size_t added = std::strlen(name);
+  if (length + added + 1 >= size) return false;
+  buffer[length] = '/';
+  std::memcpy(buffer + length + 1, name, added + 1);
+  length += added + 1;
+  return true;
+}
+
+}  // namespace
+
+// ---- Parent and children ----
+
+void q7::set_parent(WidgetData &w, Q7Object *self, Q7Object *parent) {
+  if (parent == w.parent || q7wt_is_ancestor(self, parent)) return;
+  Hold hold(self);
+  Q7Object *old = w.parent;
+  w.parent_link.assign(w.parent, parent);
+  if (w.extension) set_attribute(w.extension, Q7A_WIDGET_PARENT, arg(parent));
+  if (old) send(old, Q7M_WIDGET_CHILD_REMOVED, 0, 0, slot(self));
+  if (parent) send(parent, Q7M_WIDGET_CHILD_ADDED, 0, 0, slot(self));
+}
+
+uint64_t q7::child_added(WidgetData &w, Q7Object *self, Q7Object *child) {
+  if (!child) return 0;
+  const uint64_t realized = (w.flags & kRealized) != 0;
+  if (q7wt_has_child(w, self, child)) return realized;
+  WidgetData *c = widget_data(child);
+  if (child == self || q7wt_is_ancestor(child, self)) return realized;
+  if (!c || c->parent != self) foreign_children = true;
+  if (foreign_children && q7wt_contains(child, self)) return realized;
+  Hold hold(child);
+  // Stands in another widget's list: two lists cannot share a child.
+  if (c && c->listed_in) send(c->listed_in, Q7M_WIDGET_CHILD_REMOVED, 0, 0, slot(child));
+  if (c && c->listed_in) q7wt_unlink(child);
+  send(child, Q7M_ADDTAIL, 0, 0, slot(&w.children));
+  if (c) c->listed_link.assign(c->listed_in, self);
+  add_reference(child);
+  return realized;
+}
+
+uint64_t q7::child_removed(WidgetData &w, Q7Object *self, Q7Object *child) {
+  if (!child || !q7wt_has_child(w, self, child)) return 0;
+  q7wt_unlink(child);
+  release(child);
+  return 1;
+}
+
+void q7::dispose_children(WidgetData &w, Q7Object *self) {
+  while (w.children.head->succ) {
+    auto *child = reinterpret_cast<Q7Object *>(w.children.head);
+    add_reference(child);
+    set_attribute(child, Q7A_WIDGET_PARENT, 0);
+    // A child that did not know its parent, or a parent class that keeps 41005 for itself.
+    if (reinterpret_cast<Q7Object *>(w.children.head) == child) child_removed(w, self, child);
+    release(child);
+  }
+}
+
+void q7::leave_parent_list(WidgetData &w, Q7Object *self) {
+  if (w.listed_in) q7wt_unlink(self);
+}
+
+uint64_t q7::tell_children(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  Walk walk(w.children);
+  while (auto *child = walk.take<Q7Object>()) send(child, method, a, b, tags);
+  return arg(self);
+}
+
+uint64_t q7::realize(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  Walk walk(w.children);
+  while (auto *child = walk.take<Q7Object>()) send(child, method, a, b, tags);
+  if (!walk.valid()) return 0;
+  w.flags = method == Q7M_WIDGET_REALIZE ? w.flags | kRealized : w.flags & ~kRealized;
+  return arg(self);
+}
+
+// ---- Coordinates ----
+
+uint64_t q7::to_top(WidgetData &w, Q7Point *point) {
+  if (!point) return 0;
+  point->x = static_cast<int16_t>(point->x + static_cast<int64_t>(w.x));
+  point->y = static_cast<int16_t>(point->y + static_cast<int64_t>(w.y));
+  send(w.parent, Q7M_WIDGET_TO_TOP, 0, 0, slot(point));
+  return 1;
+}
+
+uint64_t q7::from_top(WidgetData &w, Q7Point *point) {
+  if (!point) return 0;
+  send(w.parent, Q7M_WIDGET_FROM_TOP, 0, 0, slot(point));
+  point->x = static_cast<int16_t>(point->x - static_cast<int64_t>(w.x));
+  point->y = static_cast<int16_t>(point->y - static_cast<int64_t>(w.y));
+  return 1;
+}
+
+Q7Object *q7::child_at(WidgetData &w, const Q7Point *point) {
+  if (!point) return nullptr;
+  Q7Object *found = nullptr;
+  Walk walk(w.children);
+  while (auto *child = walk.take<Q7Object>()) {
+    int32_t x = 0, y = 0, width = 0, height = 0, shown = 0;
+    Q7TagItem ask[] = {{Q7A_WIDGET_X, arg(&x)},         {Q7A_WIDGET_Y, arg(&y)},
+                       {Q7A_WIDGET_WIDTH, arg(&width)}, {Q7A_WIDGET_HEIGHT, arg(&height)},
+                       {Q7A_WIDGET_SHOWN, arg(&shown)}, {Q7TAG_END, 0}};
+    send(child, Q7M_GET, 0, 0, ask);
+    const int64_t dx = static_cast<int64_t>(point->x) - x;
+    const int64_t dy = static_cast<int64_t>(point->y) - y;
+    if (shown && dx >= 0 && dx < width && dy >= 0 && dy < height) found = child;
+  }
+  return found;
+}
+
+Q7Object *q7::top_level(Q7Object *widget) {
+  while (Q7Object *parent = q7wt_parent(widget)) widget = parent;
+  return widget;
+}
+
+// ---- Names ----
+
+Q7Object *Q7FindByName(Q7Class *, Q7Object *widget, const char *path) {
+  if (!widget || !path) return nullptr;
+  int steps_up = kStepsUp;
+  return q7wt_find(widget, path, steps_up, false);
+}
+
+Q7Object *Q7FindByNameAnywhere(Q7Class *, Q7Object *widget, const char *name, int32_t depth) {
+  if (!widget || !name) return nullptr;
+  if (depth == 0) {
+    widget = q7::top_level(widget);
+    if (const char *slash = std::strrchr(name, '/')) name = slash + 1;
+  }
+  return q7wt_search(widget, name);
+}
+
+int32_t Q7MakeName(Q7Class *, Q7Object *widget, int32_t size, char *buffer) {
+  if (!widget || !buffer || size <= 0) return 0;
+  const auto capacity = static_cast<size_t>(size);
+  size_t length = strnlen(buffer, capacity);
+  if (length == capacity) return 0;
+  return q7wt_append_names(widget, capacity, buffer, length);
+}
