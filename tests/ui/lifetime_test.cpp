@@ -24,6 +24,7 @@ TEST_F(Lifetime, ATreeMayBeTornDownFromAnyEnd) {
     const auto any = [&] { return num(all[r() % all.size()]); };
     all.push_back(make(21, {{41500, any()}}));
     all.push_back(make(43, {{41500, any()}}));
+    for (Q7Object *o : all) message(o, 9);
     for (int i = 0; i < 60; ++i) {
       auto *o = reinterpret_cast<Q7Object *>(any());
       auto *manager = all[1 + r() % 5];
@@ -39,8 +40,7 @@ TEST_F(Lifetime, ATreeMayBeTornDownFromAnyEnd) {
         default: set(manager, {{24506, any()}}); break;
       }
     }
-    // Everybody is held once more, deleted in a random order, and used in between.
-    for (Q7Object *o : all) message(o, 9);
+    // Deleted in a random order, whoever refers to them, and used in between.
     std::shuffle(all.begin(), all.end(), r);
     while (!all.empty()) {
       Q7Object *o = all.back();
