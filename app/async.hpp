@@ -13,11 +13,13 @@ struct AsyncExecutor;
 
 // The state of a worker, on its own stack; the instance it works for may be disposed of while it executes a request.
 struct AsyncWorker {
-  Q7Object *self;           // the executor
-  AsyncExecutor *executor;  // its data
-  Q7AsyncRequest *record;   // in execution, in no list
-  bool stop = false;        // a stop request was taken
-  bool gone = false;        // the executor was disposed of by the request in execution
+  Q7Object *self;                    // the executor
+  AsyncExecutor *executor;           // its data
+  Q7AsyncRequest *record = nullptr;  // in execution, in no list
+  Q7List taken = {};                 // requests that only this thread sees any more, oldest first
+  Q7List spent = {};                 // executed records, not yet given back
+  bool stop = false;                 // a stop request was taken
+  bool gone = false;                 // the executor was disposed of by the request in execution
 };
 
 struct AsyncExecutor {     // instance data

@@ -142,13 +142,16 @@ uint64_t q7as_queue(Q7Object *self, AsyncExecutor &ex, uint32_t hold, Q7Object *
   r->hold = hold;
   const bool at_once = q7as_read_tags(*r, tags);
   if (hold & kHold) q7::add_reference(target);
-  Q7Object *signal = ex.signal;
-  q7::atomic(ex.users).fetch_add(1, std::memory_order_relaxed);
   if (at_once) {
+    q7::atomic(ex.users).fetch_add(1, std::memory_order_relaxed);
     lock.unlock();
     return q7as_run_at_once(self, ex, r);
   }
   Q7AddTail(&ex.requests, &r->node);
+  // A worker that is at work looks at the list again before it waits; only one that waits needs the wake.
+  if (!ex.waiting) return 1;
+  Q7Object *signal = ex.signal;
+  q7::atomic(ex.users).fetch_add(1, std::memory_order_relaxed);
   lock.unlock();
   q7::send(signal, q7::kSignalWake);
   q7::async_return_signal(ex);
@@ -191,26 +194,63 @@ void q7as_execute(AsyncWorker &worker, Q7AsyncRequest &r) {
   q7as_bracket(r, r.bracket_after);
 }
 
-// Called and left with the lock held: executes requests until the list is empty. False when the executor is gone; there
-// is no lock any more then.
-bool q7as_run_batch(AsyncWorker &worker) {
-  AsyncExecutor &ex = *worker.executor;
-  Q7AsyncRequest *outer = worker.record;
-  while (Q7Node *node = ex.flags & q7::kNewestFirst ? Q7RemTail(&ex.requests) : Q7RemHead(&ex.requests)) {
-    Q7AsyncRequest *record = worker.record = q7as_record(node);
-    Q7AsyncRequest copy = *record;
-    Q7Unlock(ex.lock);
-    q7as_execute(worker, copy);
-    if (worker.gone) return false;
-    Q7Lock(ex.lock);
-    if (record->node.succ != copy.node.succ) {
-      Q7ErrPos(kModule, 231);
-      Q7_Error("FATAL: async corrupted");
-    }
-    Q7AddHead(&ex.spent, &record->node);
+bool q7as_newest_first(AsyncExecutor &ex) {
+  return std::atomic_ref(ex.flags).load(std::memory_order_relaxed) & q7::kNewestFirst;
+}
+
+// Moves everything in `from` in front of what is in `to`, in order.
+void q7as_splice(Q7List &from, Q7List &to) {
+  if (!from.head->succ) return;
+  Q7Node *first = from.head, *last = from.tail_pred, *next = to.head;
+  first->pred = reinterpret_cast<Q7Node *>(&to);
+  to.head = first;
+  last->succ = next;
+  // The list's tail sentinel keeps its predecessor where a node does: in tail_pred.
+  if (next->succ) {
+    next->pred = last;
+  } else {
+    to.tail_pred = last;
   }
+  Q7NewList(&from);
+}
+
+// Executes one record that is in no list. False when the executor is gone.
+bool q7as_execute_record(AsyncWorker &worker, Q7Node *node) {
+  Q7AsyncRequest *outer = worker.record;
+  Q7AsyncRequest *record = worker.record = q7as_record(node);
+  Q7AsyncRequest copy = *record;
+  q7as_execute(worker, copy);
+  if (worker.gone) return false;
+  if (record->node.succ != copy.node.succ) {
+    Q7ErrPos(kModule, 231);
+    Q7_Error("FATAL: async corrupted");
+  }
+  Q7AddHead(&worker.spent, &record->node);
   worker.record = outer;
   return true;
+}
+
+// Called and left with the lock held: executes requests until the list is empty. False when the executor is gone; there
+// is no lock any more then. The oldest are taken all at once, so that producers and worker seldom meet at the lock; the
+// newest can only be taken one by one.
+bool q7as_run_batch(AsyncWorker &worker) {
+  AsyncExecutor &ex = *worker.executor;
+  for (;;) {
+    q7as_splice(worker.spent, ex.spent);
+    const bool newest_first = q7as_newest_first(ex);
+    if (newest_first) {
+      q7as_splice(worker.taken, ex.requests);
+    } else if (!worker.taken.head->succ) {
+      q7as_splice(ex.requests, worker.taken);
+    }
+    Q7Node *node = newest_first ? Q7RemTail(&ex.requests) : Q7RemHead(&worker.taken);
+    if (!node) return true;
+    Q7Unlock(ex.lock);
+    do {
+      if (!q7as_execute_record(worker, node)) return false;
+    } while (!newest_first && !q7as_newest_first(ex) && (node = Q7RemHead(&worker.taken)));
+    Q7Lock(ex.lock);
+  }
 }
 
 // Ends the queue for good: nobody finds the signal any more, and nobody uses it when it is deleted. The lock is held
@@ -251,7 +291,9 @@ void q7as_run_worker(Q7Object *task, void *argument) {
     q7::atomic(ex.start).store(q7::kAsyncFailed, std::memory_order_release);
     return;
   }
-  AsyncWorker worker = {.self = ex.self, .executor = &ex, .record = nullptr};
+  AsyncWorker worker = {.self = ex.self, .executor = &ex};
+  Q7NewList(&worker.taken);
+  Q7NewList(&worker.spent);
   this_worker = &worker;
   Q7Lock(ex.lock);
   ex.signal = signal;
@@ -271,7 +313,8 @@ void q7as_run_worker(Q7Object *task, void *argument) {
 
 void q7as_set_flag(AsyncExecutor &ex, bool newest_first) {
   q7::LockGuard lock(ex.lock);
-  ex.flags = newest_first ? ex.flags | q7::kNewestFirst : ex.flags & ~uint32_t{q7::kNewestFirst};
+  const uint32_t flags = newest_first ? ex.flags | q7::kNewestFirst : ex.flags & ~uint32_t{q7::kNewestFirst};
+  std::atomic_ref(ex.flags).store(flags, std::memory_order_relaxed);  // the worker looks without the lock too
 }
 
 bool q7as_set(AsyncExecutor &ex, const Q7TagItem &item) {

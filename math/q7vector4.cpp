@@ -3,6 +3,7 @@
 #include "math/q7vector4.h"
 
 #include <cmath>
+#include <cstring>
 
 #include "math/stream.hpp"
 #include "math/values.hpp"
@@ -172,11 +173,9 @@ void Q7LiftTo4DCopy(Q7Vector4 *dst, const Q7Vector4 *src, int32_t n) {
   }
 }
 
+// Bytes are moved, so that the arrays may be the same memory: a point never comes out behind the one it was read from.
 void Q7ConvertTo3D(Q7Vector *dst, const Q7Vector4 *src, int32_t n) {
-  for (int32_t i = 0; i < n; ++i) {
-    const Q7Vector4 p = src[i];
-    dst[i] = {p.x, p.y, p.z};
-  }
+  for (int32_t i = 0; i < n; ++i) std::memmove(dst + i, src + i, sizeof(Q7Vector));
 }
 
 int32_t Q7Vector4Write(const Q7Vector4 *v, Q7Object *stream) {
