@@ -55,8 +55,8 @@ constexpr const char *kSql[kStatements] = {
     "SELECT 1 FROM keys WHERE scope = ?1 AND key = ?2",
     "INSERT OR IGNORE INTO keys VALUES(?1, ?2)",
     "SELECT value FROM settings WHERE scope = ?1 AND key = ?2 AND name = ?3",
-    "INSERT INTO settings VALUES(?1, ?2, ?3, ?4) "
-    "ON CONFLICT(scope, key, name) DO UPDATE SET value = excluded.value WHERE value IS NOT excluded.value",
+    ("INSERT INTO settings VALUES(?1, ?2, ?3, ?4) "
+     "ON CONFLICT(scope, key, name) DO UPDATE SET value = excluded.value WHERE value IS NOT excluded.value"),
 };
 
 // What the user is told at most once an application.
