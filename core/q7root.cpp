@@ -71,7 +71,8 @@ bool q7rt_copy_name(Q7Object *obj, Q7AltMem *allocator, const char *name) {
   obj->name = nullptr;
   if (!name) return true;
   const size_t size = std::strlen(name) + 1;
-  void *copy = q7rt_allocate(allocator, size);
+  // The heap need not clear what is written over at once.
+  void *copy = allocator ? q7rt_allocate(allocator, size) : Q7AllocMem(size, 0);
   if (!copy) return false;
   obj->name = static_cast<const char *>(std::memcpy(copy, name, size));
   return true;
@@ -94,7 +95,8 @@ void q7rt_count(Q7Class *cl, uint32_t by) {
 
 [[gnu::noinline]] uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
   auto *obj = static_cast<Q7Object *>(q7rt_allocate(allocator, cl->itotal));
-  if (!obj) return 0;
+  if (!obj) [[unlikely]]
+    return 0;
   const char *name = nullptr;
   Q7List *list = nullptr;
   for (const Q7TagItem &item : q7::tags(tags)) {
@@ -281,14 +283,21 @@ uint64_t q7rt_walk(Receiver *receiver, Q7Object *obj, Q7TagItem *tags, bool (*kn
 
 // ---- References ----
 
+// A process that has never started a thread needs no bus lock, which is most of what a reference costs.
+template <int Order>
+int32_t q7rt_change_references(Q7Object *obj, int32_t by) {
+  if (__libc_single_threaded) return obj->refcount += by;
+  return __atomic_add_fetch(&obj->refcount, by, Order);
+}
+
 uint64_t q7rt_add_reference(Q7Object *obj) {
-  __atomic_add_fetch(&obj->refcount, 1, __ATOMIC_RELAXED);
+  q7rt_change_references<__ATOMIC_RELAXED>(obj, 1);
   return q7::arg(obj);
 }
 
 // The release orders everything done through this reference before the disposal on whichever thread drops the last one.
 uint64_t q7rt_release(Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
-  if (__atomic_sub_fetch(&obj->refcount, 1, __ATOMIC_ACQ_REL) > 0) return q7::arg(obj);
+  if (q7rt_change_references<__ATOMIC_ACQ_REL>(obj, -1) > 0) return q7::arg(obj);
   q7::send(obj, Q7M_DISPOSE, a, b, tags);
   return 0;
 }
@@ -436,8 +445,10 @@ uint64_t Q7RootDispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a,
   switch (method) {
     case Q7M_NEW: return q7rt_is_class(obj) ? q7rt_new(q7rt_class(obj), allocator, tags) : 0;
     case Q7M_DISPOSE: return q7rt_is_class(obj) ? 0 : q7rt_dispose(obj, allocator);
-    case Q7M_SETCLASSATTRS: return q7rt_is_class(obj) ? q7rt_walk(q7rt_class(obj), obj, tags, q7rt_set_class_tag, true) : 0;
-    case Q7M_GETCLASSATTRS: return q7rt_is_class(obj) ? q7rt_walk(q7rt_class(obj), obj, tags, q7rt_get_class_tag, false) : 0;
+    case Q7M_SETCLASSATTRS:
+      return q7rt_is_class(obj) ? q7rt_walk(q7rt_class(obj), obj, tags, q7rt_set_class_tag, true) : 0;
+    case Q7M_GETCLASSATTRS:
+      return q7rt_is_class(obj) ? q7rt_walk(q7rt_class(obj), obj, tags, q7rt_get_class_tag, false) : 0;
     case Q7M_SET: return q7rt_walk(obj, obj, tags, q7rt_set_attribute, true);
     case Q7M_GET: return q7rt_walk(obj, obj, tags, q7rt_get_attribute, true);
     case Q7M_READ: return q7rt_call(obj, tags, Q7A_READER, Q7A_READER_DATA);

@@ -1,6 +1,6 @@
-// arraykernels: transforms, normalising and noise of eight points at once, for the paths with wide registers. D is eight
-// doubles; eight 32-bit integers are one AVX2 register on both. Every operation and its order is that of the one-point
-// function, lane by lane; what is left over behind the last eight goes through the baseline.
+// arraykernels: transforms, normalising and noise of eight points at once, for the paths with wide registers. D is
+// eight doubles; eight 32-bit integers are one AVX2 register on both. Every operation and its order is that of the
+// one-point function, lane by lane; what is left over behind the last eight goes through the baseline.
 #ifndef Q7_MATH_ARRAYKERNELS_HPP
 #define Q7_MATH_ARRAYKERNELS_HPP
 
@@ -22,9 +22,7 @@ inline __m256i plus(__m256i a, __m256i b) { return _mm256_add_epi32(a, b); }
 // which most processors run as microcode since they were hardened.
 struct Indices {
   alignas(32) uint32_t at[lanes];
-  explicit Indices(__m256i i) {
-    _mm256_store_si256(reinterpret_cast<__m256i *>(at), _mm256_and_si256(i, ints(32767)));
-  }
+  explicit Indices(__m256i i) { _mm256_store_si256(reinterpret_cast<__m256i *>(at), _mm256_and_si256(i, ints(32767))); }
 };
 
 inline int load_pair(const uint16_t *p) {
@@ -221,9 +219,7 @@ void transform_l_array(Q7Vector *r, const Q7Matrix *m, const Q7Vector *v, int32_
   for (; i + lanes <= n; i += lanes) {
     D x, y, z;
     D::load_points(v + i, x, y, z);
-    auto row = [&](int k) {
-      return (D::set1(e[k][0]) * x + D::set1(e[k][1]) * y + D::set1(e[k][2]) * z).one_nan();
-    };
+    auto row = [&](int k) { return (D::set1(e[k][0]) * x + D::set1(e[k][1]) * y + D::set1(e[k][2]) * z).one_nan(); };
     D::store_points(r + i, row(0), row(1), row(2));
   }
   q7::baseline_path.transform_l_array(r + i, m, v + i, n - i);

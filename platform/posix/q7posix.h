@@ -68,12 +68,12 @@ typedef struct Q7PortMessage {
  * all are int32_t but the draw context. Windows cannot be copied.
  */
 enum {
-  Q7A_WINDOW_FIRST = 20500,
+  Q7A_WINDOW_FIRST = 20500,        /**< First of the attributes that are kept. */
   Q7A_WINDOW_INNER_WIDTH = 20510,  /**< get: int32_t, width inside the border. */
   Q7A_WINDOW_INNER_HEIGHT = 20511, /**< get: int32_t. */
   Q7A_WINDOW_DRAW_CONTEXT = 20523, /**< Q7Object *, not referenced; null until one is set. */
-  Q7A_WINDOW_LAST = 20549,
-  Q7A_WINDOW_FONT = 41513 /**< Q7Object *, referenced: the font its texts are measured with; null at first. */
+  Q7A_WINDOW_LAST = 20549,         /**< Last of them. */
+  Q7A_WINDOW_FONT = 41513          /**< Q7Object *, referenced: the font its texts are measured with; null at first. */
 };
 
 /**
@@ -98,10 +98,10 @@ enum {
 
 /** Font, class 11, superclass the root class. Attributes 11500 to 11515 are kept as int32_t. */
 enum {
-  Q7A_FONT_FIRST = 11500,
+  Q7A_FONT_FIRST = 11500,  /**< First of the attributes that are kept. */
   Q7A_FONT_HEIGHT = 11501, /**< Pixels from line to line; 10 at first. */
   Q7A_FONT_ASCENT = 11504, /**< Pixels above the base line; 8 at first. */
-  Q7A_FONT_LAST = 11515,
+  Q7A_FONT_LAST = 11515,   /**< Last of them. */
   Q7FONT_DEFAULT_HEIGHT = 10,
   Q7FONT_DEFAULT_ASCENT = 8
 };
