@@ -172,7 +172,7 @@ TEST(Wide, TransformsAreTheSameOnAllPaths) {
 }
 
 TEST(Wide, NormsAreTheSameOnAllPaths) {
-  auto points = strange_points(kMillion);
+  auto points = strange_points(200003);
   points[5] = {0, 1e-320, 0};
   points[6] = {0, 0, 0};
   const auto n = static_cast<int32_t>(points.size());
