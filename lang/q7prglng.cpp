@@ -177,9 +177,7 @@ bool q7pl_resolve(const Language &l, const char *full, Target &target) {
   if (!q7::send(l.root, Q7M_GET_BY_PATH, q7::arg(full), q7::arg(&target.row))) return false;
   if (!q7pl_object_row(target.row)) return true;
   Q7PublicAttribute row = {};
-  Q7Object *object = nullptr;
-  if (q7::send(l.root, Q7M_GET_BY_PATH, q7::arg(full), q7::arg(&row), q7::slot(&object))) target.object = object;
-  return true;
+  return q7::send(l.root, Q7M_GET_BY_PATH, q7::arg(full), q7::arg(&row), q7::slot(&target.object)) != 0;
 }
 
 // Resolves a full path that must name an object; the status it gives.

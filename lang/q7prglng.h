@@ -72,8 +72,9 @@ enum {
   Q7A_PRGLNG_OUTPUT_METHOD = 260501, /**< set, get: method it is sent (int32_t). */
   Q7A_PRGLNG_STATUS = 260502,        /**< get: result of the last command (int32_t), Q7PRGLNG_... */
   Q7A_PRGLNG_ROOT = 260503,          /**< set, get: object from which paths are resolved. */
-  Q7A_PRGLNG_PATH = 260505,          /**< set: the current path, copied as it is; null removes it. get: the object's own
-                                          text, valid until the path changes; null before one was set. */
+  Q7A_PRGLNG_PATH = 260505,          /**< set: the current path, copied as it is; null removes it, and
+                                          without memory the old one stays. get: the object's own text, valid
+                                          until the path changes; null before one was set. */
   Q7A_PRGLNG_ERROR = 260507,         /**< set, get: object that receives error texts, or null. */
   Q7A_PRGLNG_ERROR_METHOD = 260508   /**< set, get: method it is sent (int32_t). */
 };

@@ -125,7 +125,7 @@ struct Call {
 };
 std::vector<Call> mapper_calls;
 int answering;  // which mapper answers
-char answer[4];
+char answer[8];
 
 template <int N>
 void *mapper(uint64_t id, int32_t kind) {
@@ -133,7 +133,7 @@ void *mapper(uint64_t id, int32_t kind) {
   return answering == N ? answer + N : nullptr;
 }
 void *adding(uint64_t, int32_t) {
-  for (uint32_t i = 0; i < 40; ++i) Q7AddLanguageMapper(5000 + i, mapper<0>);
+  for (uint32_t i = 0; i < 40; ++i) Q7AddLanguageMapper(5000 + i, mapper<4>);
   return nullptr;
 }
 
