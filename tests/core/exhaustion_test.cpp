@@ -32,7 +32,13 @@ TEST_F(Exhaustion, StartingTheObjectSystemLeavesNothingBehind) {
 }
 
 Q7LocaleEntry strings[] = {{"Name", "Lamp", 0}};
-constexpr q7::ClassDef lamp = {.id = 900, .name = "lamp", .size = 16, .strings = strings, .string_count = 1};
+extern const q7::ClassDef lamp;
+uint64_t lamp_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  return method == Q7M_CLASS_FREE ? q7::class_free(lamp, cl, obj, a, b, tags)
+                                  : q7::inherit(cl, obj, method, a, b, tags);
+}
+const q7::ClassDef lamp = {
+    .id = 900, .name = "lamp", .dispatch = lamp_dispatch, .size = 16, .strings = strings, .string_count = 1};
 
 TEST_F(Exhaustion, RegisteringAClassWithACatalogueClosesItAgain) {
   const fake::Live before = fake::live();
