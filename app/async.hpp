@@ -36,6 +36,7 @@ struct AsyncExecutor {     // instance data
   int32_t start;               // AsyncStart. Atomic
   int32_t users;               // threads that use the signal without the lock; it is deleted after they left. Atomic
   int32_t waiters;             // of them, fan-outs that wait on it. Guarded by lock
+  int32_t pending;             // set with every queued request, cleared when the worker takes them. Atomic
   uint32_t waiting;            // the worker waits on the signal. Guarded by lock
   uint32_t stop_asked;         // a disposal that found no memory for a stop request. Guarded by lock
   uint32_t disposing;          // Guarded by lock

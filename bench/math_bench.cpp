@@ -358,7 +358,6 @@ int main(int argc, char **argv) {
     ratios.judge("Q7Noise3DArray / Q7Noise3D", "Q7Noise3DArray", {"Q7Noise3D"}, 1 / 3.0);
     ratios.judge("Q7SmoothNoise3DArray / _Q7SmoothNoise", "Q7SmoothNoise3DArray", {"_Q7SmoothNoise"}, 1 / 3.0);
     ratios.judge("Q7VecNoise3DArray / Q7VecNoise3D", "Q7VecNoise3DArray", {"Q7VecNoise3D"}, 1 / 3.0);
-    ratios.judge("VNormArray / VNorm", "VNormArray", {"VNorm"}, 1 / 3.0);
   }
   return ratios.failed() ? 1 : 0;
 }

@@ -13,7 +13,6 @@
 #include "core/q7root.h"
 #include "core/report.hpp"
 #include "io/q7file.h"
-#include "io/q7swap.h"
 #include "io/stream.hpp"
 
 namespace {
@@ -119,10 +118,12 @@ void q7if_free_chunks(Iff &iff) {
   }
 }
 
+// Q7Swap for the widths that values have, which the compiler turns into one instruction: values come one message each.
 template <class T>
 T q7if_swapped(T value) {
-  Q7Swap(&value, sizeof value);
-  return value;
+  if constexpr (sizeof(T) == 2) return static_cast<T>(__builtin_bswap16(static_cast<uint16_t>(value)));
+  if constexpr (sizeof(T) == 4) return static_cast<T>(__builtin_bswap32(static_cast<uint32_t>(value)));
+  if constexpr (sizeof(T) == 8) return static_cast<T>(__builtin_bswap64(static_cast<uint64_t>(value)));
 }
 
 // ---- Reading chunks ----
@@ -233,7 +234,12 @@ uint64_t q7if_end_write(const Handle &h) {
 template <class T>
 uint64_t q7if_read_value(const Handle &h, uint32_t method, void *address) {
   const uint64_t result = h.file(method, 0, 0, q7::slot(address));
-  if (result && h.has(kSwap)) Q7Swap(address, sizeof(T));
+  if (result && h.has(kSwap)) {
+    T value;
+    std::memcpy(&value, address, sizeof value);
+    value = q7if_swapped(value);
+    std::memcpy(address, &value, sizeof value);
+  }
   return result;
 }
 

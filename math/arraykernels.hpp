@@ -1,6 +1,6 @@
-// arraykernels: transforms, normalising and noise of eight points at once, for the paths with wide registers. D is eight
-// doubles; eight 32-bit integers are one AVX2 register on both. Every operation and its order is that of the one-point
-// function, lane by lane; what is left over behind the last eight goes through the baseline.
+// arraykernels: transforms, normalising and noise of eight points at once, for the paths with wide registers. D is
+// eight doubles; eight 32-bit integers are one AVX2 register on both. Every operation and its order is that of the
+// one-point function, lane by lane; what is left over behind the last eight goes through the baseline.
 #ifndef Q7_MATH_ARRAYKERNELS_HPP
 #define Q7_MATH_ARRAYKERNELS_HPP
 
@@ -24,6 +24,9 @@ struct Indices {
   alignas(32) uint32_t at[lanes];
   explicit Indices(__m256i i) {
     _mm256_store_si256(reinterpret_cast<__m256i *>(at), _mm256_and_si256(i, ints(32767)));
+    // Keeps the way through memory: the compiler would take the lanes out one by one instead, which costs the port that
+    // the look-ups need.
+    asm("" : "+m"(at));
   }
 };
 
@@ -92,23 +95,36 @@ struct Mix {
   D operator()(D a, D b) const { return rest * a + t * b; }
 };
 
+// Value noise in two steps, so that the array can look up the tables of one eight while another's values are on their
+// way.
 template <class D>
-D noise(D px, D py, D pz) {
-  const Coordinate<D> x(px), y(py), z(pz);
-  const __m256i offset = ints(static_cast<int32_t>(q7::offset_linear));
-  const __m256i ix = plus(x.cell, offset), iy = plus(y.cell, offset), iz = plus(z.cell, offset);
-  const __m256i tz = table_twice_pairs(iz), ty = table_pairs(iy);
-  const __m256i z0 = plus(ix, low_half(tz)), z1 = plus(ix, high_half(tz));
-  const __m256i y0 = low_half(ty), y1 = high_half(ty);
-  const Mix<D> along_x(x.fraction), along_y(y.fraction), along_z(z.fraction);
-  auto row = [&](__m256i base) {
-    const __m256i pairs = table_pairs(base);
+struct NoiseCell {
+  Mix<D> along_x, along_y, along_z;
+  __m256i base[4];  // of the rows at (y, z) = (0, 0), (1, 0), (0, 1), (1, 1)
+
+  NoiseCell(const Coordinate<D> &x, const Coordinate<D> &y, const Coordinate<D> &z)
+      : along_x(x.fraction), along_y(y.fraction), along_z(z.fraction) {
+    const __m256i offset = ints(static_cast<int32_t>(q7::offset_linear));
+    const __m256i ix = plus(x.cell, offset);
+    const __m256i tz = table_twice_pairs(plus(z.cell, offset)), ty = table_pairs(plus(y.cell, offset));
+    const __m256i z0 = plus(ix, low_half(tz)), z1 = plus(ix, high_half(tz));
+    const __m256i y0 = low_half(ty), y1 = high_half(ty);
+    base[0] = plus(y0, z0);
+    base[1] = plus(y1, z0);
+    base[2] = plus(y0, z1);
+    base[3] = plus(y1, z1);
+  }
+  static NoiseCell at(const Q7Vector *p) {
+    D x, y, z;
+    D::load_points(p, x, y, z);
+    return NoiseCell(Coordinate<D>(x), Coordinate<D>(y), Coordinate<D>(z));
+  }
+  D row(int k) const {
+    const __m256i pairs = table_pairs(base[k]);
     return along_x(D::from_ints(low_half(pairs)), D::from_ints(high_half(pairs)));
-  };
-  const D near = along_y(row(plus(y0, z0)), row(plus(y1, z0)));
-  const D far = along_y(row(plus(y0, z1)), row(plus(y1, z1)));
-  return along_z(near, far).one_nan();
-}
+  }
+  D value() const { return along_z(along_y(row(0), row(1)), along_y(row(2), row(3))).one_nan(); }
+};
 
 template <class D>
 struct Spline {
@@ -221,9 +237,7 @@ void transform_l_array(Q7Vector *r, const Q7Matrix *m, const Q7Vector *v, int32_
   for (; i + lanes <= n; i += lanes) {
     D x, y, z;
     D::load_points(v + i, x, y, z);
-    auto row = [&](int k) {
-      return (D::set1(e[k][0]) * x + D::set1(e[k][1]) * y + D::set1(e[k][2]) * z).one_nan();
-    };
+    auto row = [&](int k) { return (D::set1(e[k][0]) * x + D::set1(e[k][1]) * y + D::set1(e[k][2]) * z).one_nan(); };
     D::store_points(r + i, row(0), row(1), row(2));
   }
   q7::baseline_path.transform_l_array(r + i, m, v + i, n - i);
@@ -245,11 +259,12 @@ void norm_array(Q7Vector *v, int32_t n) {
 template <class D>
 void noise_array(double *r, const Q7Vector *p, int32_t n) {
   int32_t i = 0;
-  for (; i + lanes <= n; i += lanes) {
-    D x, y, z;
-    D::load_points(p + i, x, y, z);
-    noise(x, y, z).store(r + i);
+  for (; i + 2 * lanes <= n; i += 2 * lanes) {
+    const NoiseCell<D> first = NoiseCell<D>::at(p + i), second = NoiseCell<D>::at(p + i + lanes);
+    first.value().store(r + i);
+    second.value().store(r + i + lanes);
   }
+  for (; i + lanes <= n; i += lanes) NoiseCell<D>::at(p + i).value().store(r + i);
   q7::baseline_path.noise_array(r + i, p + i, n - i);
 }
 

@@ -43,11 +43,15 @@ Q7Vector4 *V4FSub(Q7Vector4 *a, const Q7Vector4 *b) {
   return a;
 }
 
-Q7Vector4 *V4Mul(Q7Vector4 *r, double s, const Q7Vector4 *a) { return V4Set(r, s * a->x, s * a->y, s * a->z, s * a->w); }
+Q7Vector4 *V4Mul(Q7Vector4 *r, double s, const Q7Vector4 *a) {
+  return V4Set(r, s * a->x, s * a->y, s * a->z, s * a->w);
+}
 
 Q7Vector4 *V4FMul(Q7Vector4 *a, double s) { return V4Mul(a, s, a); }
 
-Q7Vector4 *V4Div(Q7Vector4 *r, double s, const Q7Vector4 *a) { return V4Set(r, a->x / s, a->y / s, a->z / s, a->w / s); }
+Q7Vector4 *V4Div(Q7Vector4 *r, double s, const Q7Vector4 *a) {
+  return V4Set(r, a->x / s, a->y / s, a->z / s, a->w / s);
+}
 
 Q7Vector4 *V4FDiv(Q7Vector4 *a, double s) { return V4Div(a, s, a); }
 
@@ -66,9 +70,7 @@ Q7Vector4 *C4Div(Q7Vector4 *r, const Q7Vector4 *d, const Q7Vector4 *a) {
 
 Q7Vector4 *C4FDiv(Q7Vector4 *a, const Q7Vector4 *d) { return C4Div(a, d, a); }
 
-double P4Mul(const Q7Vector4 *a, const Q7Vector4 *b) {
-  return a->x * b->x + a->y * b->y + a->z * b->z + a->w * b->w;
-}
+double P4Mul(const Q7Vector4 *a, const Q7Vector4 *b) { return a->x * b->x + a->y * b->y + a->z * b->z + a->w * b->w; }
 
 double V4Len(const Q7Vector4 *a) { return std::sqrt(P4Mul(a, a)); }
 

@@ -260,8 +260,9 @@ typedef int32_t (*Q7LibraryEntry)(Q7App *app);
  * Q7RecordLibrary, are for.
  * @param path a path; a bare name is a file in the current folder
  * @param reserved1, reserved2 0
- * @return a handle for Q7LibraryClose; null, reported, when the file cannot be loaded, has no registration entry, or
- * its registration answers 0. The library is then closed again; if it left classes behind, its code stays in memory.
+ * @return a handle for Q7LibraryClose; null, silently, when the file does not exist or is no library; null, reported,
+ * when it cannot be loaded, has no registration entry, or its registration answers 0. The library is then closed again;
+ * if it left classes behind, its code stays in memory.
  */
 Q7_API void *Q7LibraryOpen(Q7App *app, const char *path, uint64_t reserved1, uint64_t reserved2);
 /**

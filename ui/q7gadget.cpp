@@ -143,7 +143,7 @@ bool q7gg_get_item(const Gadget &g, const Q7TagItem &item) {
 
 // ---- Life ----
 
-uint64_t q7gg_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7gg_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto &g = q7::data<Gadget>(cl, self);
   Q7Object *model = g.model;
   g.model = nullptr;
@@ -152,7 +152,7 @@ uint64_t q7gg_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
 }
 
-uint64_t q7gg_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7gg_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *self =
       q7::as<Q7Object *>(q7::create<Gadget>(cl, receiver, a, b, tags, [cl](Gadget &g, Q7Object *obj, Q7TagItem &item) {
         return q7gg_set_item(cl, g, obj, item, true);
@@ -165,7 +165,7 @@ uint64_t q7gg_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7Tag
   return 0;
 }
 
-uint64_t q7gg_text(const Q7Class *cl, int32_t index) {
+Q7_HANDLER uint64_t q7gg_text(const Q7Class *cl, int32_t index) {
   if (index >= 0 && index < static_cast<int32_t>(kStringCount)) {
     return q7::arg(q7gg_string(cl, static_cast<uint32_t>(index)));
   }

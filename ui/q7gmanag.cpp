@@ -24,13 +24,13 @@ bool q7gm_get(const GmanagerData &g, const Q7TagItem &item) {
   }
 }
 
-uint64_t q7gm_add(Q7Object *self, Q7Object *slave) {
+Q7_HANDLER uint64_t q7gm_add(Q7Object *self, Q7Object *slave) {
   if (slave == self) return 0;
   q7::set_attribute(slave, Q7A_WIDGET_MANAGER, q7::arg(self));
   return q7::arg(self);
 }
 
-uint64_t q7gm_remove(Q7Object *slave) {
+Q7_HANDLER uint64_t q7gm_remove(Q7Object *slave) {
   q7::set_attribute(slave, Q7A_WIDGET_MANAGER, 0);
   return 0;
 }
@@ -49,15 +49,25 @@ uint64_t q7gm_run_pending(GmanagerData &g, Q7Object *self) {
   return q7::arg(self);
 }
 
+Q7_HANDLER uint64_t q7gm_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  return q7::create<GmanagerData>(cl, receiver, a, b, tags, q7gm_set);
+}
+Q7_HANDLER uint64_t q7gm_set_list(Q7Class *cl, Q7Object *self, Q7TagItem *tags) {
+  return q7::set_attributes<GmanagerData>(cl, self, tags, q7gm_set);
+}
+Q7_HANDLER uint64_t q7gm_get_list(Q7Class *cl, Q7Object *self, Q7TagItem *tags) {
+  return q7::get_attributes<GmanagerData>(cl, self, tags, q7gm_get);
+}
+
 uint64_t q7gm_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   // Messages to the class itself have no instance behind them.
   if (&obj->cl->header == obj && method != Q7M_NEW) return q7::inherit(cl, obj, method, a, b, tags);
   auto &g = q7::data<GmanagerData>(cl, obj);
   switch (method) {
-    case Q7M_NEW: return q7::create<GmanagerData>(cl, obj, a, b, tags, q7gm_set);
+    case Q7M_NEW: return q7gm_new(cl, obj, a, b, tags);
     case Q7M_DISPOSE: g.master_link.drop(); return q7::inherit(cl, obj, method, a, b, tags);
-    case Q7M_SET: return q7::set_attributes<GmanagerData>(cl, obj, tags, q7gm_set);
-    case Q7M_GET: return q7::get_attributes<GmanagerData>(cl, obj, tags, q7gm_get);
+    case Q7M_SET: return q7gm_set_list(cl, obj, tags);
+    case Q7M_GET: return q7gm_get_list(cl, obj, tags);
     case Q7M_GMANAGER_ADD: return q7gm_add(obj, q7::slave_tag(tags));
     case Q7M_GMANAGER_REMOVE: return q7gm_remove(q7::slave_tag(tags));
     case Q7M_GMANAGER_RUN_PENDING: return q7gm_run_pending(g, obj);

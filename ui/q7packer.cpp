@@ -87,7 +87,7 @@ void q7pk_frame_gone(q7::Weak *link) {
 }
 
 // Takes a record out and gives its slave back.
-void q7pk_release_record(SlaveRecord *record) {
+Q7_HANDLER void q7pk_release_record(SlaveRecord *record) {
   Q7Object *slave = record->slave;
   q7pk_free_record(record);
   if (q7::is_manager(slave)) q7::set_attribute(slave, Q7A_GMANAGER_MASTER, 0);
@@ -107,7 +107,7 @@ int q7pk_option_set(const Packer &p, Q7TagItem *tags) {
   return (item ? q7::value<int32_t>(*item) : p.orientation) != 0;
 }
 
-uint64_t q7pk_add(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_add(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   Q7Object *slave = q7::slave_tag(tags);
   if (slave == self) return 0;
   auto *record = static_cast<SlaveRecord *>(Q7AllocMem(sizeof(SlaveRecord), Q7MEM_CLEAR));
@@ -139,7 +139,7 @@ uint64_t q7pk_add(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_t b
   return q7::inherit(cl, self, Q7M_GMANAGER_ADD, a, b, tags);
 }
 
-uint64_t q7pk_remove(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_remove(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   q7::inherit(cl, self, Q7M_GMANAGER_REMOVE, a, b, tags);
   auto *record = q7::find_record<SlaveRecord>(p.slaves, q7::slave_tag(tags));
   q7pk_make_stale(p);
@@ -149,7 +149,7 @@ uint64_t q7pk_remove(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_
   return 1;
 }
 
-uint64_t q7pk_set_options(Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_set_options(Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *record = q7::find_record<SlaveRecord>(p.slaves, q7::slave_tag(tags));
   if (!record) return q7::ask_nested<SlaveRecord>(p.slaves, p.busy, Q7M_GMANAGER_SET_OPTIONS, a, b, tags);
   const int set = q7pk_option_set(p, tags);
@@ -158,7 +158,7 @@ uint64_t q7pk_set_options(Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7T
   return q7::arg(self);
 }
 
-uint64_t q7pk_get_options(Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_get_options(Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *record = q7::find_record<SlaveRecord>(p.slaves, q7::slave_tag(tags));
   if (!record) return q7::ask_nested<SlaveRecord>(p.slaves, p.busy, Q7M_GMANAGER_GET_OPTIONS, a, b, tags);
   const Options &options = record->options[q7pk_option_set(p, tags)];
@@ -168,7 +168,7 @@ uint64_t q7pk_get_options(Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7T
   return q7::arg(self);
 }
 
-uint64_t q7pk_pack(Q7Object *self, uint64_t flags, uint64_t anchor, Q7Object *slave) {
+Q7_HANDLER uint64_t q7pk_pack(Q7Object *self, uint64_t flags, uint64_t anchor, Q7Object *slave) {
   Q7TagItem list[] = {
       {Q7A_GMANAGER_SLAVE, q7::arg(slave)}, {Q7A_PACKER_FLAGS, flags}, {Q7A_PACKER_ANCHOR, anchor}, {Q7TAG_END, 0}};
   return q7::send(self, Q7M_GMANAGER_ADD, 0, 0, list);
@@ -180,7 +180,7 @@ struct SlaveSize {
   int32_t min_width, min_height, client_x, client_y, stretch_down, stretch_across;
 };
 
-SlaveSize q7pk_ask_size(Q7Object *slave) {
+Q7_HANDLER SlaveSize q7pk_ask_size(Q7Object *slave) {
   SlaveSize s = {0, 0, 0, 0, 0, 0};
   Q7TagItem ask[] = {{Q7A_WIDGET_MIN_WIDTH, q7::arg(&s.min_width)},
                      {Q7A_WIDGET_MIN_HEIGHT, q7::arg(&s.min_height)},
@@ -251,7 +251,7 @@ void q7pk_keep(int32_t &computed, int32_t &kept, int32_t max) {
 }
 
 // False when the packer went away meanwhile.
-bool q7pk_compute_size(Packer &p) {
+Q7_HANDLER bool q7pk_compute_size(Packer &p) {
   q7::BusyGuard guard(p.busy, q7::kSizing);
   if (!guard) return true;
   q7pk_make_stale(p);
@@ -357,7 +357,7 @@ Place q7pk_place(const Packer &p, const SlaveRecord &record, int64_t x, int64_t 
           q7::narrow(ch)};
 }
 
-void q7pk_give_place(Q7Object *slave, const Place &place) {
+Q7_HANDLER void q7pk_give_place(Q7Object *slave, const Place &place) {
   Q7TagItem list[] = {{Q7A_WIDGET_SHIFT_X, q7::arg(place.shift_x)},
                       {Q7A_WIDGET_SHIFT_Y, q7::arg(place.shift_y)},
                       {Q7A_WIDGET_X, q7::arg(place.box.x)},
@@ -378,7 +378,7 @@ int64_t q7pk_sharers(const Packer &p) {
 }
 
 // The frame lies around the shifted packer, so that aligned frames reach as far to the left as unaligned ones.
-void q7pk_place_frame(const Packer &p) {
+Q7_HANDLER void q7pk_place_frame(const Packer &p) {
   q7::set_rectangle(p.frame, q7::narrow(int64_t{p.x} - p.shift_x), q7::narrow(int64_t{p.y} - p.shift_y),
                     q7::narrow(int64_t{p.shift_x} + p.width), q7::narrow(int64_t{p.shift_y} + p.height));
 }
@@ -387,7 +387,7 @@ void q7pk_place_frame(const Packer &p) {
 struct Offset {
   int64_t x, y;
 };
-Offset q7pk_frame_origin(const Packer &p) {
+Q7_HANDLER Offset q7pk_frame_origin(const Packer &p) {
   if (!p.frame) return {0, 0};
   int32_t x = 0, y = 0;
   Q7TagItem ask[] = {{Q7A_WIDGET_CLIENT_X, q7::arg(&x)}, {Q7A_WIDGET_CLIENT_Y, q7::arg(&y)}, {Q7TAG_END, 0}};
@@ -395,7 +395,7 @@ Offset q7pk_frame_origin(const Packer &p) {
   return {int64_t{p.x} - p.shift_x + x, int64_t{p.y} - p.shift_y + y};
 }
 
-uint64_t q7pk_layout(Packer &p, Q7Object *self) {
+Q7_HANDLER uint64_t q7pk_layout(Packer &p, Q7Object *self) {
   q7::BusyGuard guard(p.busy, q7::kLayingOut);
   if (!guard || (p.flags & kHidden) || p.width == 0 || p.height == 0) return q7::arg(self);
   q7::Walk life(p.slaves);
@@ -452,7 +452,7 @@ uint64_t q7pk_layout(Packer &p, Q7Object *self) {
 
 // ---- Hit tests ----
 
-Q7Object *q7pk_hit(Packer &p, const Q7Point *point, bool within) {
+Q7_HANDLER Q7Object *q7pk_hit(Packer &p, const Q7Point *point, bool within) {
   if (!point) return nullptr;
   const int32_t at = p.orientation ? point->x : point->y;
   Q7Object *found = nullptr;
@@ -474,7 +474,7 @@ Q7Object *q7pk_hit(Packer &p, const Q7Point *point, bool within) {
 
 // ---- Shown state ----
 
-void q7pk_show(Packer &p, Q7Object *self, bool on) {
+Q7_HANDLER void q7pk_show(Packer &p, Q7Object *self, bool on) {
   q7::BusyGuard guard(p.busy, q7::kShowing);
   if (!guard) return;
   const uint64_t shown = on && !(p.flags & kHidden) && q7::shown_by_master(self);
@@ -491,7 +491,7 @@ void q7pk_show(Packer &p, Q7Object *self, bool on) {
 
 // ---- Attributes ----
 
-void q7pk_set_frame(Packer &p, Q7Object *frame) {
+Q7_HANDLER void q7pk_set_frame(Packer &p, Q7Object *frame) {
   q7::weak_drop(p.frame_link);
   q7::replace_frame(p.frame, frame);
   q7::weak_assign(p.frame_link, frame, q7pk_frame_gone);
@@ -509,7 +509,7 @@ struct Room {
   int32_t width, height;
 };
 
-bool q7pk_set_item(Q7Class *cl, Packer &p, Q7Object *self, const Q7TagItem &item, bool init, Room &room) {
+Q7_HANDLER bool q7pk_set_item(Q7Class *cl, Packer &p, Q7Object *self, const Q7TagItem &item, bool init, Room &room) {
   switch (item.tag) {
     case Q7A_WIDGET_X: p.x = q7::value<int32_t>(item); return true;
     case Q7A_WIDGET_Y: p.y = q7::value<int32_t>(item); return true;
@@ -545,7 +545,7 @@ bool q7pk_set_item(Q7Class *cl, Packer &p, Q7Object *self, const Q7TagItem &item
   }
 }
 
-void q7pk_offer_room(Packer &p, Room room) {
+Q7_HANDLER void q7pk_offer_room(Packer &p, Room room) {
   if (room.width <= 0 && room.height <= 0) return;
   Q7TagItem list[] = {
       {Q7A_WIDGET_ROOM_WIDTH, q7::arg(room.width)}, {Q7A_WIDGET_ROOM_HEIGHT, q7::arg(room.height)}, {Q7TAG_END, 0}};
@@ -561,7 +561,7 @@ void q7pk_offer_room(Packer &p, Room room) {
   }
 }
 
-uint64_t q7pk_set(Q7Class *cl, Packer &p, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_set(Q7Class *cl, Packer &p, Q7Object *self, Q7TagItem *tags) {
   Room room = {0, 0};
   const uint64_t unknown = q7::walk_items(
       cl, self, Q7M_SET, tags, [&](const Q7TagItem &item) { return q7pk_set_item(cl, p, self, item, false, room); });
@@ -569,7 +569,7 @@ uint64_t q7pk_set(Q7Class *cl, Packer &p, Q7Object *self, Q7TagItem *tags) {
   return unknown;
 }
 
-uint64_t q7pk_get(Q7Class *cl, Packer &p, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_get(Q7Class *cl, Packer &p, Q7Object *self, Q7TagItem *tags) {
   // One query costs one computation, however many sizes it asks for: nested packers would multiply them.
   bool computed = false;
   const auto fresh = [&]() -> Packer & {
@@ -601,7 +601,7 @@ uint64_t q7pk_get(Q7Class *cl, Packer &p, Q7Object *self, Q7TagItem *tags) {
 
 // ---- Life ----
 
-uint64_t q7pk_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
   Room room = {0, 0};
   return q7::create<Packer>(
       cl, receiver, a, b, tags,
@@ -618,7 +618,7 @@ void q7pk_release_all(Q7List &records) {
   while (records.head->succ) q7pk_release_record(reinterpret_cast<SlaveRecord *>(records.head));
 }
 
-uint64_t q7pk_dispose(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pk_dispose(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   q7pk_release_all(p.slaves);
   q7pk_release_all(p.strays);
   q7::Walk::ending(&p.slaves);
@@ -627,6 +627,10 @@ uint64_t q7pk_dispose(Q7Class *cl, Packer &p, Q7Object *self, uint64_t a, uint64
   p.frame = nullptr;
   q7::release(frame);
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
+}
+
+Q7_HANDLER uint64_t q7pk_for_each(Packer &p, uint64_t handler, uint64_t method, Q7TagItem *argument) {
+  return q7::for_each_gadget<SlaveRecord>(p.slaves, p.busy, handler, method, argument);
 }
 
 uint64_t q7pk_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
@@ -645,7 +649,7 @@ uint64_t q7pk_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
     case Q7M_PACKER_PACK: return q7pk_pack(obj, a, b, q7::slot_as<Q7Object *>(tags));
     case Q7M_GMANAGER_ADD: return q7pk_add(cl, p, obj, a, b, tags);
     case Q7M_GMANAGER_REMOVE: return q7pk_remove(cl, p, obj, a, b, tags);
-    case Q7M_GMANAGER_FOR_EACH: return q7::for_each_gadget<SlaveRecord>(p.slaves, p.busy, a, b, tags);
+    case Q7M_GMANAGER_FOR_EACH: return q7pk_for_each(p, a, b, tags);
     case Q7M_GMANAGER_SET_OPTIONS: return q7pk_set_options(p, obj, a, b, tags);
     case Q7M_GMANAGER_GET_OPTIONS: return q7pk_get_options(p, obj, a, b, tags);
     case Q7M_GMANAGER_LAYOUT:

@@ -85,13 +85,13 @@ void q7pl_frame_gone(q7::Weak *link) {
   p.left = p.top = p.right = p.bottom = 0;
 }
 
-void q7pl_send_callback(Q7Object *self, Q7Object *splitter, uint32_t method) {
+Q7_HANDLER void q7pl_send_callback(Q7Object *self, Q7Object *splitter, uint32_t method) {
   Q7TagItem list[] = {
       {Q7A_CALLBACK_OBJECT, q7::arg(self)}, {Q7A_CALLBACK_METHOD, Q7M_PLACER_SPLITTER_DRAGGED}, {Q7TAG_END, 0}};
   q7::send(splitter, method, 0, 0, list);
 }
 
-void q7pl_release_record(Q7Object *self, PlaceRecord *record) {
+Q7_HANDLER void q7pl_release_record(Q7Object *self, PlaceRecord *record) {
   Q7Object *slave = record->slave;
   const bool splitter = record->is_splitter != 0;
   q7pl_free_record(record);
@@ -99,7 +99,7 @@ void q7pl_release_record(Q7Object *self, PlaceRecord *record) {
   q7::release(slave);
 }
 
-uint64_t q7pl_add(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_add(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   Q7Object *slave = q7::slave_tag(tags);
   if (slave == self) return 0;
   auto *record = static_cast<PlaceRecord *>(Q7AllocMem(sizeof(PlaceRecord), Q7MEM_CLEAR));
@@ -122,7 +122,7 @@ uint64_t q7pl_add(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b
   return q7::inherit(cl, self, Q7M_GMANAGER_ADD, a, b, tags);
 }
 
-uint64_t q7pl_remove(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_remove(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   q7::inherit(cl, self, Q7M_GMANAGER_REMOVE, a, b, tags);
   auto *record = q7::find_record<PlaceRecord>(p.slaves, q7::slave_tag(tags));
   if (!record) return q7::ask_nested<PlaceRecord>(p.slaves, p.busy, Q7M_GMANAGER_REMOVE, a, b, tags);
@@ -131,7 +131,7 @@ uint64_t q7pl_remove(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_
 }
 
 // The marks of given sizes stay: only replacing a placement decides anew what is given.
-uint64_t q7pl_set_placement(Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_set_placement(Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *record = q7::find_record<PlaceRecord>(p.slaves, q7::slave_tag(tags));
   if (!record) return q7::ask_nested<PlaceRecord>(p.slaves, p.busy, Q7M_GMANAGER_SET_OPTIONS, a, b, tags);
   q7pl_read_absolute(*record, tags);
@@ -139,7 +139,7 @@ uint64_t q7pl_set_placement(Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q
   return q7::arg(self);
 }
 
-uint64_t q7pl_get_placement(Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_get_placement(Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   const auto *record = q7::find_record<PlaceRecord>(p.slaves, q7::slave_tag(tags));
   if (!record) return q7::ask_nested<PlaceRecord>(p.slaves, p.busy, Q7M_GMANAGER_GET_OPTIONS, a, b, tags);
   for (const Q7TagItem &item : q7::tags(tags)) {
@@ -155,7 +155,7 @@ uint64_t q7pl_get_placement(Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q
   return q7::arg(self);
 }
 
-uint64_t q7pl_replace_placement(Placer &p, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_replace_placement(Placer &p, Q7Object *self, Q7TagItem *tags) {
   auto *record = q7::find_record<PlaceRecord>(p.slaves, q7::slave_tag(tags));
   if (!record) return 0;
   record->abs_x = record->abs_y = record->abs_width = record->abs_height = -1;
@@ -185,7 +185,7 @@ double q7pl_need(double size, double fraction) { return fraction > 0 ? size / fr
 
 void q7pl_grow(int32_t &natural, double need) { natural = std::max(natural, q7::to_int(need)); }
 
-void q7pl_add_size(Placer &p, PlaceRecord &r, NoGrow no_grow) {
+Q7_HANDLER void q7pl_add_size(Placer &p, PlaceRecord &r, NoGrow no_grow) {
   // An absolute place that was not given counts as the -1 that it is: a slave at no place needs a pixel less.
   const int32_t aw = r.abs_width, ah = r.abs_height;
   p.natural_width = std::max(p.natural_width, q7::narrow(int64_t{r.abs_x} + aw));
@@ -224,7 +224,7 @@ void q7pl_keep(bool keep, int32_t &natural, int32_t &kept) {
 }
 
 // False when the placer went away meanwhile.
-bool q7pl_compute_size(Placer &p) {
+Q7_HANDLER bool q7pl_compute_size(Placer &p) {
   q7::BusyGuard guard(p.busy, q7::kSizing);
   if (!guard) return true;
   const NoGrow no_grow = {p.laid_out && p.natural_width > 0 && p.width > 0,
@@ -286,7 +286,7 @@ void q7pl_place(Q7Object *obj, const Rect &r) {
 
 // Makes room for the splitters around a slave. Those on its right and below are placed at once, from this slave and not
 // from their own records, and in the coordinates of the placer: a frame does not contain them.
-void q7pl_make_room(const PlaceRecord &r, Rect &rect) {
+Q7_HANDLER void q7pl_make_room(const PlaceRecord &r, Rect &rect) {
   const int64_t s = q7::splitter_size, half = q7::splitter_size / 2;
   if (r.left) {
     rect.x += half;
@@ -314,7 +314,7 @@ void q7pl_make_room(const PlaceRecord &r, Rect &rect) {
   if (below) q7pl_place(below, below_rect);
 }
 
-uint64_t q7pl_layout(Placer &p, Q7Object *self) {
+Q7_HANDLER uint64_t q7pl_layout(Placer &p, Q7Object *self) {
   q7::BusyGuard guard(p.busy, q7::kLayingOut);
   if (!guard || p.hidden || p.width == 0 || p.height == 0) return q7::arg(self);
   p.laid_out = 1;
@@ -353,7 +353,7 @@ uint64_t q7pl_layout(Placer &p, Q7Object *self) {
 
 // ---- Shown state ----
 
-void q7pl_show(Placer &p, Q7Object *self, bool on) {
+Q7_HANDLER void q7pl_show(Placer &p, Q7Object *self, bool on) {
   q7::BusyGuard guard(p.busy, q7::kShowing);
   if (!guard) return;
   const bool shown = on && !p.hidden && q7::shown_by_master(self);
@@ -372,7 +372,7 @@ void q7pl_show(Placer &p, Q7Object *self, bool on) {
 
 // ---- Attributes ----
 
-void q7pl_set_frame(Placer &p, Q7Object *frame) {
+Q7_HANDLER void q7pl_set_frame(Placer &p, Q7Object *frame) {
   q7::weak_drop(p.frame_link);
   q7::replace_frame(p.frame, frame);
   q7::weak_assign(p.frame_link, frame, q7pl_frame_gone);
@@ -383,7 +383,7 @@ void q7pl_set_frame(Placer &p, Q7Object *frame) {
   }
 }
 
-bool q7pl_set_item(Q7Class *cl, Placer &p, Q7Object *self, const Q7TagItem &item, bool init) {
+Q7_HANDLER bool q7pl_set_item(Q7Class *cl, Placer &p, Q7Object *self, const Q7TagItem &item, bool init) {
   // The rectangle and the shown state are kept here and by the widget part; during creation that has got them already.
   const auto pass_on = [&] {
     if (!init) q7::inherit_item(cl, self, Q7M_SET, item);
@@ -410,12 +410,12 @@ bool q7pl_set_item(Q7Class *cl, Placer &p, Q7Object *self, const Q7TagItem &item
   }
 }
 
-uint64_t q7pl_set(Q7Class *cl, Placer &p, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_set(Q7Class *cl, Placer &p, Q7Object *self, Q7TagItem *tags) {
   return q7::walk_items(cl, self, Q7M_SET, tags,
                         [&](const Q7TagItem &item) { return q7pl_set_item(cl, p, self, item, false); });
 }
 
-uint64_t q7pl_get(Q7Class *cl, Placer &p, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_get(Q7Class *cl, Placer &p, Q7Object *self, Q7TagItem *tags) {
   if (!q7pl_compute_size(p)) return 0;
   return q7::walk_items(cl, self, Q7M_GET, tags, [&](const Q7TagItem &item) {
     switch (item.tag) {
@@ -445,7 +445,7 @@ uint64_t q7pl_class_attributes(Q7Class *cl, Q7Object *obj, uint32_t method, Q7Ta
 
 // ---- Life ----
 
-uint64_t q7pl_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
   return q7::create<Placer>(
       cl, receiver, a, b, tags,
       [cl](Placer &p, Q7Object *self, Q7TagItem &item) { return q7pl_set_item(cl, p, self, item, true); },
@@ -456,7 +456,7 @@ uint64_t q7pl_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7Tag
       });
 }
 
-uint64_t q7pl_dispose(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_dispose(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   while (p.slaves.head->succ) q7pl_release_record(self, reinterpret_cast<PlaceRecord *>(p.slaves.head));
   q7::Walk::ending(&p.slaves);
   q7::weak_drop(p.frame_link);
@@ -466,8 +466,13 @@ uint64_t q7pl_dispose(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
 }
 
+Q7_HANDLER uint64_t q7pl_for_each(Placer &p, uint64_t handler, uint64_t method, Q7TagItem *argument) {
+  return q7::for_each_gadget<PlaceRecord>(p.slaves, p.busy, handler, method, argument);
+}
+
 // Messages to the class itself have no instance behind them.
-uint64_t q7pl_class_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7pl_class_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b,
+                                        Q7TagItem *tags) {
   switch (method) {
     case Q7M_NEW: return q7pl_new(cl, obj, a, b, tags);
     case Q7M_SETCLASSATTRS:
@@ -496,7 +501,7 @@ uint64_t q7pl_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
     case Q7M_GET: return q7pl_get(cl, p, obj, tags);
     case Q7M_GMANAGER_ADD: return q7pl_add(cl, p, obj, a, b, tags);
     case Q7M_GMANAGER_REMOVE: return q7pl_remove(cl, p, obj, a, b, tags);
-    case Q7M_GMANAGER_FOR_EACH: return q7::for_each_gadget<PlaceRecord>(p.slaves, p.busy, a, b, tags);
+    case Q7M_GMANAGER_FOR_EACH: return q7pl_for_each(p, a, b, tags);
     case Q7M_GMANAGER_SET_OPTIONS: return q7pl_set_placement(p, obj, a, b, tags);
     case Q7M_GMANAGER_GET_OPTIONS: return q7pl_get_placement(p, obj, a, b, tags);
     case Q7M_PLACER_REPLACE: return q7pl_replace_placement(p, obj, tags);

@@ -53,7 +53,7 @@ Q7Object *q7rc_make_row(const RowCol &r) {
 }
 
 // Rows fill the room across and begin at their left or upper edge.
-bool q7rc_start_row(Q7Class *cl, RowCol &r, Q7Object *self) {
+Q7_HANDLER bool q7rc_start_row(Q7Class *cl, RowCol &r, Q7Object *self) {
   Q7Object *row = q7rc_make_row(r);
   if (!row) {
     Q7_REPORT_ERROR(kModule, "Cannot create new packer");
@@ -73,7 +73,7 @@ bool q7rc_start_row(Q7Class *cl, RowCol &r, Q7Object *self) {
   return true;
 }
 
-uint64_t q7rc_add(Q7Class *cl, RowCol &r, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7rc_add(Q7Class *cl, RowCol &r, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   Q7Object *slave = q7::slave_tag(tags);
   if (slave == self) return 0;
   const auto size = q7::get_attribute<int32_t>(slave, r.orientation ? Q7A_WIDGET_MIN_WIDTH : Q7A_WIDGET_MIN_HEIGHT);
@@ -90,7 +90,7 @@ void q7rc_forget_row(RowCol &r) {
   r.row = nullptr;
 }
 
-uint64_t q7rc_remove(Q7Class *cl, RowCol &r, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7rc_remove(Q7Class *cl, RowCol &r, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   // A row that was taken out is not filled any further.
   if (r.row && q7::slave_tag(tags) == r.row) q7rc_forget_row(r);
   return q7::inherit(cl, self, Q7M_GMANAGER_REMOVE, a, b, tags);
@@ -128,7 +128,7 @@ void q7rc_move_in(Q7Object *self, Moved *m) {
   Q7FreeMem(m, sizeof(Moved));
 }
 
-uint64_t q7rc_rebuild(Q7Class *cl, RowCol &r, Q7Object *self) {
+Q7_HANDLER uint64_t q7rc_rebuild(Q7Class *cl, RowCol &r, Q7Object *self) {
   if (r.rebuilding) return q7::arg(self);
   r.rebuilding = 1;
   Q7List moved;
@@ -177,14 +177,14 @@ bool q7rc_set_item(Q7Class *cl, RowCol &r, Q7Object *self, const Q7TagItem &item
   return true;
 }
 
-uint64_t q7rc_set(Q7Class *cl, RowCol &r, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7rc_set(Q7Class *cl, RowCol &r, Q7Object *self, Q7TagItem *tags) {
   return q7::walk_items(cl, self, Q7M_SET, tags,
                         [&](const Q7TagItem &item) { return q7rc_set_item(cl, r, self, item, false); });
 }
 
 // What is the packer's goes there in pieces of many items: each piece costs a computation of the size, and one for
 // every item would multiply from level to level.
-uint64_t q7rc_get(Q7Class *cl, const RowCol &r, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7rc_get(Q7Class *cl, const RowCol &r, Q7Object *self, Q7TagItem *tags) {
   constexpr int kPiece = 12;
   Q7TagItem piece[kPiece + 1];
   Q7TagItem *origin[kPiece];
@@ -214,7 +214,7 @@ uint64_t q7rc_get(Q7Class *cl, const RowCol &r, Q7Object *self, Q7TagItem *tags)
 
 // ---- Life ----
 
-uint64_t q7rc_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7rc_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *self =
       q7::as<Q7Object *>(q7::create<RowCol>(cl, receiver, a, b, tags, [cl](RowCol &r, Q7Object *obj, Q7TagItem &item) {
         return q7rc_set_item(cl, r, obj, item, true);

@@ -27,13 +27,14 @@ void q7wg_tell_extension(const WidgetData &w, uint32_t tag, uint64_t value) {
 }
 
 // The platform's origin may be off from the parent's (borders, scrolled views); the widget itself knows by how much.
-void q7wg_move_extension(const WidgetData &w, Q7Object *self, uint32_t tag, int32_t position, uint32_t origin_tag) {
+Q7_HANDLER void q7wg_move_extension(const WidgetData &w, Q7Object *self, uint32_t tag, int32_t position,
+                                    uint32_t origin_tag) {
   if (!w.extension) return;
   const auto origin = q7::get_attribute<int32_t>(self, origin_tag);
   q7wg_tell_extension(w, tag, q7::arg(static_cast<int32_t>(static_cast<int64_t>(position) - origin)));
 }
 
-void q7wg_resize_extension(const WidgetData &w) {
+Q7_HANDLER void q7wg_resize_extension(const WidgetData &w) {
   if (!w.extension) return;
   Q7TagItem list[3] = {{Q7A_WIDGET_WIDTH, q7::arg(w.width)}, {Q7A_WIDGET_HEIGHT, q7::arg(w.height)}, {Q7TAG_END, 0}};
   q7::send(w.extension, Q7M_SET, 0, 0, list);
@@ -47,7 +48,7 @@ void q7wg_set_shown(WidgetData &w, bool on, const Q7TagItem &item) {
   if (w.flags != before) q7wg_tell_extension(w, item.tag, item.data);
 }
 
-void q7wg_set_inherited(WidgetData &w, const Q7TagItem &item) {
+Q7_HANDLER void q7wg_set_inherited(WidgetData &w, const Q7TagItem &item) {
   const auto value = q7::value<int32_t>(item);
   if (value == w.inherited) return;
   Q7TagItem list[2] = {item, {Q7TAG_END, 0}};
@@ -156,6 +157,10 @@ bool q7wg_get(const WidgetData &w, const Q7TagItem &item) {
   }
 }
 
+Q7_HANDLER uint64_t q7wg_get_list(Q7Class *cl, const WidgetData &w, Q7Object *self, Q7TagItem *tags) {
+  return q7::walk_items(cl, self, Q7M_GET, tags, [&w](const Q7TagItem &item) { return q7wg_get(w, item); });
+}
+
 // ---- Callback records ----
 
 struct CallbackKey {
@@ -181,7 +186,7 @@ void q7wg_callback_object_gone(q7::Weak *link) {
   q7wg_free_callback(reinterpret_cast<Callback *>(reinterpret_cast<char *>(link) - offsetof(Callback, link)));
 }
 
-uint64_t q7wg_add_callback(WidgetData &w, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7wg_add_callback(WidgetData &w, Q7Object *self, Q7TagItem *tags) {
   auto *record = static_cast<Callback *>(Q7AllocMem(sizeof(Callback), Q7MEM_CLEAR));
   if (!record) return 0;
   const CallbackKey key = q7wg_callback_key(tags);
@@ -195,7 +200,7 @@ uint64_t q7wg_add_callback(WidgetData &w, Q7Object *self, Q7TagItem *tags) {
   return q7::arg(self);
 }
 
-uint64_t q7wg_remove_callback(WidgetData &w, Q7Object *self, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7wg_remove_callback(WidgetData &w, Q7Object *self, Q7TagItem *tags) {
   const CallbackKey key = q7wg_callback_key(tags);
   for (Q7Node *node = w.callbacks.head; node->succ; node = node->succ) {
     auto *record = reinterpret_cast<Callback *>(node);
@@ -233,7 +238,7 @@ uint64_t q7wg_read_source(Q7Object *self, int32_t source, uint64_t fallback) {
   return q7::send(self, Q7M_GET, 0, 0, list) ? fallback : value[0];
 }
 
-uint64_t q7wg_changed(WidgetData &w, Q7Object *self, uint64_t value, bool quiet, uint64_t data) {
+Q7_HANDLER uint64_t q7wg_changed(WidgetData &w, Q7Object *self, uint64_t value, bool quiet, uint64_t data) {
   q7::Walk walk(w.callbacks);
   if (!quiet) q7wg_tell_target(w, value, data);
   while (walk.valid()) {
@@ -255,7 +260,7 @@ uint64_t q7wg_changed(WidgetData &w, Q7Object *self, uint64_t value, bool quiet,
 
 // ---- Life ----
 
-uint64_t q7wg_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7wg_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
   return q7::create<WidgetData>(
       cl, receiver, a, b, tags, [](WidgetData &w, Q7Object *self, Q7TagItem &item) { return q7wg_set(w, self, item); },
       [](WidgetData &w, Q7Object *) {
@@ -267,7 +272,7 @@ uint64_t q7wg_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7Tag
       });
 }
 
-uint64_t q7wg_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7wg_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto &w = q7::data<WidgetData>(cl, self);
   q7::dispose_children(w, self);
   q7::Walk::ending(&w.children);
@@ -284,7 +289,7 @@ uint64_t q7wg_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
 }
 
-uint64_t q7wg_class_free(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
+Q7_HANDLER uint64_t q7wg_class_free(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
   if (&cl->header == obj) {
     q7::clear_drop_handlers();
     q7::reset_widget_class();
@@ -316,7 +321,7 @@ constexpr q7::ClassDef widget_class = {.id = Q7C_WIDGET,
 
 }  // namespace
 
-Q7TagItem *Q7WidgetSet(Q7Class *cl, Q7Object *widget, Q7TagItem *tags, int32_t init) {
+Q7_HANDLER Q7TagItem *Q7WidgetSet(Q7Class *cl, Q7Object *widget, Q7TagItem *tags, int32_t init) {
   if (!cl || !widget) return nullptr;
   // A subclass may hand in its own record.
   if (Q7Class *own = q7::class_in_chain(cl, Q7C_WIDGET)) cl = own;
@@ -340,8 +345,7 @@ uint64_t Q7WidgetDispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t 
     case Q7M_SETCLASSATTRS:
     case Q7M_GETCLASSATTRS: return q7::widget_class_attributes(cl, obj, method, tags);
     case Q7M_SET: return q7::arg(Q7WidgetSet(cl, obj, tags, 0));
-    case Q7M_GET:
-      return q7::walk_items(cl, obj, method, tags, [&w](const Q7TagItem &item) { return q7wg_get(w, item); });
+    case Q7M_GET: return q7wg_get_list(cl, w, obj, tags);
     // Lists and links are no bytes to be copied.
     case Q7M_COPY: return 0;
     case Q7M_CLASS_FREE: return q7wg_class_free(cl, obj, a, b, tags);

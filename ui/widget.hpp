@@ -9,6 +9,10 @@
 #include "ui/walk.hpp"
 #include "ui/weak.hpp"
 
+// Handlers stay out of their dispatcher's stack frame: a message that travels down a deep tree runs through a
+// dispatcher at every level, and would carry the locals of all handlers with it.
+#define Q7_HANDLER [[gnu::noinline]]
+
 namespace q7 {
 
 // Attributes of dragging and dropping; made when the first of them is set, freed with the widget.

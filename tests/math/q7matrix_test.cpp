@@ -335,22 +335,29 @@ TEST(Matrix, EveryConcatMultipliesOnTheRight) {
       EXPECT_EQ(concat(&m), &m);
       EXPECT_TRUE(is(m, product(before, x), 1e-11)) << name;
     };
-    check("Translate", [&](Q7Matrix *m) { Q7MxTranslate(m, s, t, angle); },
-          [&](Q7Matrix *m) { return Q7MxConcatTranslate(m, s, t, angle); });
-    check("Scale", [&](Q7Matrix *m) { Q7MxScale(m, s, t, angle); },
-          [&](Q7Matrix *m) { return Q7MxConcatScale(m, s, t, angle); });
-    check("ScaleEx", [&](Q7Matrix *m) { Q7MxScaleEx(m, s, t, angle, &c); },
-          [&](Q7Matrix *m) { return Q7MxConcatScaleEx(m, s, t, angle, &c); });
-    check("Rotate", [&](Q7Matrix *m) { Q7MxRotate(m, &o, &c, angle); },
-          [&](Q7Matrix *m) { return Q7MxConcatRotate(m, &o, &c, angle); });
+    check(
+        "Translate", [&](Q7Matrix *m) { Q7MxTranslate(m, s, t, angle); },
+        [&](Q7Matrix *m) { return Q7MxConcatTranslate(m, s, t, angle); });
+    check(
+        "Scale", [&](Q7Matrix *m) { Q7MxScale(m, s, t, angle); },
+        [&](Q7Matrix *m) { return Q7MxConcatScale(m, s, t, angle); });
+    check(
+        "ScaleEx", [&](Q7Matrix *m) { Q7MxScaleEx(m, s, t, angle, &c); },
+        [&](Q7Matrix *m) { return Q7MxConcatScaleEx(m, s, t, angle, &c); });
+    check(
+        "Rotate", [&](Q7Matrix *m) { Q7MxRotate(m, &o, &c, angle); },
+        [&](Q7Matrix *m) { return Q7MxConcatRotate(m, &o, &c, angle); });
     if (length(cross(a, b)) > 0.1) {
-      check("Skew", [&](Q7Matrix *m) { Q7MxSkew(m, &o, &a, &b, angle); },
-            [&](Q7Matrix *m) { return Q7MxConcatSkew(m, &o, &a, &b, angle); });
+      check(
+          "Skew", [&](Q7Matrix *m) { Q7MxSkew(m, &o, &a, &b, angle); },
+          [&](Q7Matrix *m) { return Q7MxConcatSkew(m, &o, &a, &b, angle); });
     }
-    check("Orthogonal", [&](Q7Matrix *m) { Q7MxOrthogonal(m, -s, s, -s, t); },
-          [&](Q7Matrix *m) { return Q7MxConcatOrthogonal(m, -s, s, -s, t); });
-    check("Perspective", [&](Q7Matrix *m) { Q7MxPerspective(m, -s, s, -s, t, 2, 3); },
-          [&](Q7Matrix *m) { return Q7MxConcatPerspective(m, -s, s, -s, t, 2, 3); });
+    check(
+        "Orthogonal", [&](Q7Matrix *m) { Q7MxOrthogonal(m, -s, s, -s, t); },
+        [&](Q7Matrix *m) { return Q7MxConcatOrthogonal(m, -s, s, -s, t); });
+    check(
+        "Perspective", [&](Q7Matrix *m) { Q7MxPerspective(m, -s, s, -s, t, 2, 3); },
+        [&](Q7Matrix *m) { return Q7MxConcatPerspective(m, -s, s, -s, t, 2, 3); });
   }
 }
 
@@ -374,8 +381,8 @@ TEST(Matrix, RotationsAreOrthonormalAndKeepTheirLine) {
     // Rodrigues' formula with the negated angle.
     const Q7Vector p = random.vector(5), d = {p.x - o.x, p.y - o.y, p.z - o.z}, k = cross(axis, d);
     const double c = std::cos(-angle), s = std::sin(-angle), along = dot(axis, d) * (1 - c);
-    EXPECT_TRUE(is(transformed(m, p), o.x + d.x * c + k.x * s + axis.x * along, o.y + d.y * c + k.y * s + axis.y * along,
-                   o.z + d.z * c + k.z * s + axis.z * along, 1e-13));
+    EXPECT_TRUE(is(transformed(m, p), o.x + d.x * c + k.x * s + axis.x * along,
+                   o.y + d.y * c + k.y * s + axis.y * along, o.z + d.z * c + k.z * s + axis.z * along, 1e-13));
     const Q7Vector on_line = {o.x + t * axis.x, o.y + t * axis.y, o.z + t * axis.z};
     EXPECT_TRUE(is(transformed(m, on_line), on_line, 1e-13));
     Q7Matrix upper = m, turned;
@@ -425,7 +432,8 @@ TEST(Matrix, OrthogonalMapsTheRectangleToHalfUnits) {
 
 TEST(Matrix, OrthoAndPerspElementByElement) {
   Q7Matrix m;
-  const Q7Matrix ortho = {{{2 / 4.0, 0, 0, -8 / 4.0}, {0, 2 / -20.0, 0, -40 / -20.0}, {0, 0, -2 / 8.0, -10 / 8.0}, {0, 0, 0, -1}}};
+  const Q7Matrix ortho = {
+      {{2 / 4.0, 0, 0, -8 / 4.0}, {0, 2 / -20.0, 0, -40 / -20.0}, {0, 0, -2 / 8.0, -10 / 8.0}, {0, 0, 0, -1}}};
   EXPECT_EQ(Q7MxOrtho(&m, 2, 6, 10, 30, 1, 9), &m);
   EXPECT_TRUE(is(m, ortho));
   const Q7Matrix persp = {{{2 * 1 / 4.0, 0, 8 / 4.0, 0},
@@ -602,12 +610,12 @@ TEST(Matrix, TheDestinationMayBeAnyOperand) {
   for (int n = 0; n < 50; ++n) {
     const Q7Matrix m = random.matrix();
     const Q7Vector a = random.vector();
-    q7test::check_aliasing<Q7Vector>("Q7MxTransform", [&](Q7Vector *r, const Q7Vector *p) { Q7MxTransform(r, &m, p); },
-                                     a);
-    q7test::check_aliasing<Q7Vector>("Q7MxTransformL",
-                                     [&](Q7Vector *r, const Q7Vector *p) { Q7MxTransformL(r, &m, p); }, a);
-    q7test::check_aliasing<Q7Vector>("Q7MxDeform", [&](Q7Vector *r, const Q7Vector *p) { Q7MxDeform(r, &m, p, 0.3); },
-                                     a);
+    q7test::check_aliasing<Q7Vector>(
+        "Q7MxTransform", [&](Q7Vector *r, const Q7Vector *p) { Q7MxTransform(r, &m, p); }, a);
+    q7test::check_aliasing<Q7Vector>(
+        "Q7MxTransformL", [&](Q7Vector *r, const Q7Vector *p) { Q7MxTransformL(r, &m, p); }, a);
+    q7test::check_aliasing<Q7Vector>(
+        "Q7MxDeform", [&](Q7Vector *r, const Q7Vector *p) { Q7MxDeform(r, &m, p, 0.3); }, a);
   }
 }
 

@@ -132,8 +132,7 @@ TEST(Vector4, CrossIsPerpendicularAndCyclicAgainstLongDoubles) {
                                  a1 * b3 * c2);
     };
     EXPECT_TRUE(is(r, det(a.y, a.z, a.w, b.y, b.z, b.w, c.y, c.z, c.w),
-                   -det(a.x, a.z, a.w, b.x, b.z, b.w, c.x, c.z, c.w),
-                   det(a.x, a.y, a.w, b.x, b.y, b.w, c.x, c.y, c.w),
+                   -det(a.x, a.z, a.w, b.x, b.z, b.w, c.x, c.z, c.w), det(a.x, a.y, a.w, b.x, b.y, b.w, c.x, c.y, c.w),
                    -det(a.x, a.y, a.z, b.x, b.y, b.z, c.x, c.y, c.z), 2e-15));
   }
 }
@@ -225,19 +224,25 @@ TEST(Vector4, TheDestinationMayBeAnyOperand) {
     };
     check("V4Add", V4Add, a, b);
     check("V4Sub", V4Sub, a, b);
-    check("V4Mul", [](Q7Vector4 *r, V p) { V4Mul(r, 3, p); }, a);
-    check("V4Div", [](Q7Vector4 *r, V p) { V4Div(r, 3, p); }, a);
+    check(
+        "V4Mul", [](Q7Vector4 *r, V p) { V4Mul(r, 3, p); }, a);
+    check(
+        "V4Div", [](Q7Vector4 *r, V p) { V4Div(r, 3, p); }, a);
     check("C4Mul", C4Mul, a, b);
     check("C4Div", C4Div, a, b);
     check("V4OrtUnit", V4OrtUnit, a, b);
     check("V4Ort", V4Ort, a, b);
     check("V4Comp", V4Comp, a, b);
-    check("V4Interpolate", [](Q7Vector4 *r, V p, V q) { V4Interpolate(r, p, q, 0.3); }, a, b);
+    check(
+        "V4Interpolate", [](Q7Vector4 *r, V p, V q) { V4Interpolate(r, p, q, 0.3); }, a, b);
     check("V4Cross", V4Cross, a, b, c);
-    check("Q7MxTransform4", [&](Q7Vector4 *r, V p) {
-      const Q7Matrix m = Random(3).matrix();
-      Q7MxTransform4(r, &m, p);
-    }, a);
+    check(
+        "Q7MxTransform4",
+        [&](Q7Vector4 *r, V p) {
+          const Q7Matrix m = Random(3).matrix();
+          Q7MxTransform4(r, &m, p);
+        },
+        a);
     Q7Vector4 r = a;
     V4FAdd(&r, &r);
     EXPECT_TRUE(is(r, 2 * a.x, 2 * a.y, 2 * a.z, 2 * a.w));
