@@ -105,11 +105,11 @@ uint64_t q7pl_send_format(Q7Object *receiver, uint32_t method, const char *forma
   return result;
 }
 
-// Sends a text to an output object. False when there is none, or when languages that speak through each other go round
-// in a circle.
+// Sends a text to an output object. False when there is none, when nobody has said by which method (0 would have it
+// make an object), or when languages that speak through each other go round in a circle.
 bool q7pl_deliver(Q7Object *receiver, int32_t method, const char *text) {
   static int forwarding;
-  if (!receiver || forwarding == kMaxForwarding) return false;
+  if (!receiver || method == 0 || forwarding == kMaxForwarding) return false;
   ++forwarding;
   if (q7pl_takes_arguments(receiver, method)) {
     q7pl_send_format(receiver, static_cast<uint32_t>(method), kPlainText, text);
@@ -133,7 +133,8 @@ uint64_t q7pl_error(const Language *l, const char *format, va_list *arguments) {
   if (!format) return 0;
   const Formatted formatted(format, arguments);
   const char *text = formatted.text();
-  if (l && q7pl_deliver(l->error ? l->error : l->output, l->error ? l->error_method : l->output_method, text)) return 1;
+  if (l && q7pl_deliver(l->error, l->error_method, text)) return 1;
+  if (l && q7pl_deliver(l->output, l->output_method, text)) return 1;
   Q7_REPORT_ERROR(kModule, "%s", text);
   return 1;
 }

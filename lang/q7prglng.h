@@ -66,7 +66,8 @@ enum {
 };
 
 /** Attributes of a language object. Object references are stored as they are: they are not counted, so whoever sets one
- * takes it out again before the object goes. */
+ * takes it out again before the object goes. An output or error object counts only together with a method other than 0;
+ * it must not dispose of the language object that speaks to it. */
 enum {
   Q7A_PRGLNG_OUTPUT = 260500,        /**< set, get: object that receives printed texts, or null. */
   Q7A_PRGLNG_OUTPUT_METHOD = 260501, /**< set, get: method it is sent (int32_t). */

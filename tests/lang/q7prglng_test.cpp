@@ -714,6 +714,14 @@ TEST_F(Shell, WithoutAnOutputObjectStandardOutputGetsALine) {
   EXPECT_EQ(capture.stop(), "number 1\nscene\n");
 }
 
+TEST_F(Shell, AnOutputObjectWithoutAMethodIsNone) {
+  set(shell_, Q7A_PRGLNG_OUTPUT_METHOD, 0);
+  q7test::Capture capture(1);
+  say(shell_, Q7M_PRGLNG_PRINT, "number %d", 1);
+  EXPECT_EQ(capture.stop(), "number 1\n");
+  EXPECT_THAT(messages, IsEmpty());
+}
+
 TEST_F(Shell, ErrorsGoToTheErrorObject) {
   Q7Object *other = make(kRecorderClass);
   set(shell_, Q7A_PRGLNG_ERROR, other);
