@@ -1,0 +1,1 @@
+#include "tests/ui/views_test.h"
