@@ -23,6 +23,7 @@ struct Dependent {
   uint32_t flags;    // Q7MODEL_...; after the record was made only the telling bit changes
   int32_t aspect;    // handed back with every notice
   uint64_t serial;   // ascending in list order: tells whether it was there when a change began
+  bool *emptied;     // of the model: set when the object is forgotten
   q7::Weak link;     // weak widgets only
 };
 
@@ -48,6 +49,7 @@ struct Model {
   Q7List dependents;           // Dependent records in the order in which they were added
   std::atomic<Batch *> batch;  // null until the first begin
   std::atomic<uint64_t> serial;
+  bool emptied;  // a record may stand without its object
 };
 static_assert(offsetof(Model, batch) == sizeof(Q7List));
 static_assert(offsetof(Dependent, object) == 32 && offsetof(Dependent, flags) == 40 &&
@@ -105,9 +107,13 @@ class Telling {
   Telling *&active_;
 };
 
-thread_local Telling *tellings;  // innermost first
+// Innermost first. Eight bytes fit into what is set aside for libraries that are loaded later, so they are reached
+// without a call.
+[[gnu::tls_model("initial-exec")]] thread_local Telling *tellings;
 
 // ---- Dependents ----
+
+// The handlers stay out of line, so that the dispatcher, which every notice passes, needs no frame of its own.
 
 void q7mo_take_out(Dependent *record) {
   Telling::leaving(tellings, record);
@@ -123,10 +129,12 @@ void q7mo_free(Dependent *record, Q7Object *self) {
 }
 
 void q7mo_widget_gone(q7::Weak *link) {
-  reinterpret_cast<Dependent *>(reinterpret_cast<char *>(link) - offsetof(Dependent, link))->object = nullptr;
+  auto *record = reinterpret_cast<Dependent *>(reinterpret_cast<char *>(link) - offsetof(Dependent, link));
+  record->object = nullptr;
+  *record->emptied = true;
 }
 
-uint64_t q7mo_add(Model &m, Q7Object *self, uint32_t flags, int32_t aspect, Q7Object *object) {
+[[gnu::noinline]] uint64_t q7mo_add(Model &m, Q7Object *self, uint32_t flags, int32_t aspect, Q7Object *object) {
   if (!object) {
     Q7_REPORT_ERROR(kModule, "Model: Adding NULL dependent");
     return 0;
@@ -136,6 +144,7 @@ uint64_t q7mo_add(Model &m, Q7Object *self, uint32_t flags, int32_t aspect, Q7Ob
   record->object = object;
   record->flags = flags & ~static_cast<uint32_t>(Q7MODEL_TELLING);
   record->aspect = aspect;
+  record->emptied = &m.emptied;
   record->serial = m.serial.load(std::memory_order_relaxed) + 1;
   m.serial.store(record->serial, std::memory_order_relaxed);
   Q7AddTail(&m.dependents, &record->node);
@@ -147,7 +156,7 @@ uint64_t q7mo_add(Model &m, Q7Object *self, uint32_t flags, int32_t aspect, Q7Ob
   return q7::arg(self);
 }
 
-uint64_t q7mo_remove(Model &m, Q7Object *self, const Q7Object *object) {
+[[gnu::noinline]] uint64_t q7mo_remove(Model &m, Q7Object *self, const Q7Object *object) {
   if (!object) return 0;
   for (Q7Node *node = m.dependents.head; node->succ; node = node->succ) {
     auto *record = reinterpret_cast<Dependent *>(node);
@@ -161,13 +170,20 @@ uint64_t q7mo_remove(Model &m, Q7Object *self, const Q7Object *object) {
 
 // Records whose dependent went; those that are being told are left to the next time.
 void q7mo_clean_up(Model &m) {
+  if (!m.emptied) return;
+  bool left = false;
   for (Q7Node *node = m.dependents.head; node->succ;) {
     auto *record = reinterpret_cast<Dependent *>(node);
     node = node->succ;
-    if (record->object || __atomic_load_n(&record->flags, __ATOMIC_RELAXED) & Q7MODEL_TELLING) continue;
+    if (record->object) continue;
+    if (__atomic_load_n(&record->flags, __ATOMIC_RELAXED) & Q7MODEL_TELLING) {
+      left = true;
+      continue;
+    }
     q7mo_take_out(record);
     Q7FreeMem(record, sizeof(Dependent));
   }
+  m.emptied = left;
 }
 
 // ---- Telling ----
@@ -182,7 +198,7 @@ bool q7mo_at_once(uint32_t flags, bool end_of_batch, int &main_thread) {
 }
 
 // Tells every dependent of one change. False when the model went meanwhile.
-bool q7mo_tell(Telling &telling, int32_t tag, uint64_t value, bool end_of_batch) {
+[[gnu::always_inline]] inline bool q7mo_tell(Telling &telling, int32_t tag, uint64_t value, bool end_of_batch) {
   int main_thread = -1;  // asked for at most once
   telling.rewind();
   while (Dependent *record = telling.take()) {
@@ -250,7 +266,7 @@ bool q7mo_is_pending(const Batch &batch, int32_t tag, uint64_t value) {
 }
 
 // False when no batch is open any more.
-bool q7mo_collect(Batch &batch, int32_t tag, uint64_t value) {
+[[gnu::noinline]] bool q7mo_collect(Batch &batch, int32_t tag, uint64_t value) {
   q7::LockGuard guard(batch.lock);
   if (batch.depth.load(std::memory_order_relaxed) < 1) return false;
   if (q7mo_is_pending(batch, tag, value)) return true;
@@ -306,7 +322,7 @@ Batch *q7mo_batch(Model &m) {
   return standing;
 }
 
-uint64_t q7mo_begin(Model &m) {
+[[gnu::noinline]] uint64_t q7mo_begin(Model &m) {
   Batch *batch = q7mo_batch(m);
   if (!batch) return 0;
   q7::LockGuard guard(batch->lock);
@@ -314,7 +330,7 @@ uint64_t q7mo_begin(Model &m) {
   return 1;
 }
 
-uint64_t q7mo_end(Model &m) {
+[[gnu::noinline]] uint64_t q7mo_end(Model &m) {
   Batch *batch = m.batch.load(std::memory_order_acquire);
   if (!batch) return 1;
   {
@@ -339,15 +355,16 @@ bool q7mo_is_open(const Model &m, Batch *&batch) {
   return batch && batch->depth.load(std::memory_order_relaxed) > 0;
 }
 
-uint64_t q7mo_changed(Model &m, Q7Object *self, Q7TagItem *changes) {
+[[gnu::noinline]] uint64_t q7mo_changed(Model &m, Q7Object *self, Q7TagItem *changes) {
   if (!m.dependents.head->succ) return 0;
   Telling telling(m, tellings);
   Batch *batch;
-  for (const Q7TagItem &item : q7::tags(changes)) {
-    const auto tag = static_cast<int32_t>(item.tag);
+  Q7TagItem *state[2] = {changes, nullptr};
+  while (const Q7TagItem *item = q7::next_item(state)) {
+    const auto tag = static_cast<int32_t>(item->tag);
     // A dependent that was told of the change before may have begun a batch.
-    if (q7mo_is_open(m, batch) && q7mo_collect(*batch, tag, item.data)) continue;
-    if (!q7mo_tell(telling, tag, item.data, false)) return 0;
+    if (q7mo_is_open(m, batch) && q7mo_collect(*batch, tag, item->data)) continue;
+    if (!q7mo_tell(telling, tag, item->data, false)) return 0;
   }
   if (!q7mo_is_open(m, batch)) q7mo_clean_up(m);
   return q7::arg(self);
@@ -355,7 +372,7 @@ uint64_t q7mo_changed(Model &m, Q7Object *self, Q7TagItem *changes) {
 
 // ---- Life ----
 
-uint64_t q7mo_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+[[gnu::noinline]] uint64_t q7mo_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
   return q7::create<Model>(
       cl, receiver, a, b, tags, [](Model &, const Q7TagItem &) { return true; },
       [](Model &m, Q7Object *) {
@@ -364,7 +381,7 @@ uint64_t q7mo_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7Tag
       });
 }
 
-uint64_t q7mo_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+[[gnu::noinline]] uint64_t q7mo_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto &m = q7::data<Model>(cl, self);
   Telling::ending(tellings, &m);
   // The record leaves first: a dependent that goes with its reference finds itself removed already.
@@ -377,7 +394,7 @@ uint64_t q7mo_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
 }
 
-uint64_t q7mo_copy(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+[[gnu::noinline]] uint64_t q7mo_copy(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *copy = q7::as<Q7Object *>(q7::inherit(cl, self, Q7M_COPY, a, b, tags));
   if (!copy) return 0;
   auto &m = q7::data<Model>(cl, copy);
