@@ -405,6 +405,8 @@ bool q7mo_is_open(const Model &m, Batch *&batch) {
 
 uint64_t q7mo_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   const bool to_class = &obj->cl->header == obj;
+  // The one that is sent all the time comes first.
+  if (method == Q7M_MODEL_CHANGED && !to_class) return q7mo_changed(q7::data<Model>(cl, obj), obj, tags);
   switch (method) {
     case Q7M_NEW: return q7mo_new(cl, obj, a, b, tags);
     case Q7M_CLASS_FREE: return 0;
@@ -419,7 +421,6 @@ uint64_t q7mo_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
     case Q7M_COPY: return q7mo_copy(cl, obj, a, b, tags);
     case Q7M_MODEL_ADD: return q7mo_add(m, obj, q7::as<uint32_t>(a), q7::as<int32_t>(b), q7::slot_as<Q7Object *>(tags));
     case Q7M_MODEL_REMOVE: return q7mo_remove(m, obj, q7::slot_as<Q7Object *>(tags));
-    case Q7M_MODEL_CHANGED: return q7mo_changed(m, obj, tags);
     case Q7M_MODEL_BEGIN: return q7mo_begin(m);
     case Q7M_MODEL_END: return q7mo_end(m);
     default: return q7::inherit(cl, obj, method, a, b, tags);

@@ -17,6 +17,8 @@ struct Mx {
   int32_t ordinal;     // 395500 as of the last activation or look-up; -1 for none
   Q7Object *parent;    // 41500
   uint32_t selecting;  // 1 while states are set
+  uint32_t leaving;    // 1 from the beginning of its disposal on
+  uint32_t doomed;     // 1 when its members are unhooked and it only waits for its end
   q7::WeakField active_link, parent_link;
 };
 static_assert(offsetof(Mx, manager) == 8 && offsetof(Mx, active) == 16 && offsetof(Mx, ordinal) == 24 &&
@@ -40,29 +42,42 @@ struct Nth {
   int32_t found;
 };
 
-// Walks under way, innermost first; the managers in them cannot be walked again before they are through.
-struct Walking {
-  Q7Object *group;  // null once it was disposed of
-  Q7Object *manager;
-  Walking *outer;
+uint64_t q7mx_let_go(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags);
+
+// What groups are at work on, innermost first. A group that is disposed of meanwhile (its manager's walk still sends to
+// it) goes when the outermost of its works is done; a manager that is being walked cannot be walked again before that.
+class Work {
+ public:
+  Work(Q7Object *group, Q7Object *manager) : group(group), manager(manager), outer(innermost) { innermost = this; }
+  ~Work() {
+    innermost = outer;
+    if (disposed) q7mx_let_go(q7::class_in_chain(group->cl, Q7C_MX), group, allocator, 0, nullptr);
+  }
+  Work(const Work &) = delete;
+  Work &operator=(const Work &) = delete;
+
+  Q7Object *group;
+  Q7Object *manager;  // the one that is walked, or null
+  Work *outer;
+  bool disposed = false;
+  uint64_t allocator = 0;
+  static inline Work *innermost;
 };
-Walking *walking;
 
 bool q7mx_walked(const Q7Object *manager) {
-  for (const Walking *w = walking; w; w = w->outer) {
+  for (const Work *w = Work::innermost; w; w = w->outer) {
     if (w->manager == manager) return true;
   }
   return false;
 }
 
-// Sends a method of the group to it for every gadget of its manager. False when the group went meanwhile.
+// Sends a method of the group to it for every gadget of its manager. False when the group was disposed of meanwhile; it
+// then lives as long as the work of the message that is being handled.
 bool q7mx_each(const Mx &m, Q7Object *self, uint32_t method, const void *argument) {
   if (!m.manager) return true;
-  Walking walk = {self, m.manager, walking};
-  walking = &walk;
+  Work work(self, m.manager);
   q7::send(m.manager, Q7M_GMANAGER_FOR_EACH, q7::arg(self), method, q7::slot(argument));
-  walking = walk.outer;
-  return walk.group != nullptr;
+  return !m.doomed;
 }
 
 bool q7mx_takes_part(Q7Object *gadget) { return q7::get_attribute<int32_t>(gadget, kTakesPart) != 0; }
@@ -144,6 +159,7 @@ uint64_t q7mx_user_activates(Mx &m, Q7Object *self, Q7Object *member) {
     Q7AppDoMsgA2WhenIdle(Q7ApplicationContext, self, Q7M_MX_ACTIVATE, 0, q7::arg(member));
     return q7::arg(self);
   }
+  const Work work(self, nullptr);
   if (!q7mx_activate(m, self, member)) return 0;
   q7::send(self, Q7M_WIDGET_CHANGED, q7::arg(m.ordinal), 0, q7::slot(m.ordinal));
   return q7::arg(self);
@@ -153,7 +169,7 @@ uint64_t q7mx_user_activates(Mx &m, Q7Object *self, Q7Object *member) {
 bool q7mx_look_up(Mx &m, Q7Object *self) {
   if (m.manager && q7mx_walked(m.manager)) return m.ordinal >= 0;
   Search search = {m.active, -1, 0, -1, 0};
-  if (m.active) q7mx_each(m, self, Q7M_MX_FIND, &search);
+  if (m.active && !q7mx_each(m, self, Q7M_MX_FIND, &search)) return false;
   m.ordinal = search.found;
   return search.found >= 0;
 }
@@ -181,6 +197,7 @@ void q7mx_set_parent(Q7Class *cl, Mx &m, Q7Object *self, const Q7TagItem &item) 
 
 uint64_t q7mx_set(Q7Class *cl, Q7Object *self, Q7TagItem *list) {
   auto &m = q7::data<Mx>(cl, self);
+  const Work work(self, nullptr);
   return q7::walk_items(cl, self, Q7M_SET, list, [&](const Q7TagItem &item) {
     switch (item.tag) {
       case Q7A_MX_ACTIVATE: q7mx_activate(m, self, q7::value<Q7Object *>(item)); return true;
@@ -205,6 +222,7 @@ uint64_t q7mx_set(Q7Class *cl, Q7Object *self, Q7TagItem *list) {
 
 uint64_t q7mx_get(Q7Class *cl, Q7Object *self, Q7TagItem *list) {
   auto &m = q7::data<Mx>(cl, self);
+  const Work work(self, nullptr);
   return q7::walk_items(cl, self, Q7M_GET, list, [&](const Q7TagItem &item) {
     switch (item.tag) {
       case Q7A_MX_EXCLUSIVE: return q7::store<int32_t>(item, m.exclusive);
@@ -251,12 +269,9 @@ uint64_t q7mx_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7Tag
   return q7::arg(self);
 }
 
-uint64_t q7mx_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+// The end itself, when no work is under way.
+uint64_t q7mx_let_go(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto &m = q7::data<Mx>(cl, self);
-  q7mx_hook_all(m, self, false);
-  for (Walking *w = walking; w; w = w->outer) {
-    if (w->group == self) w->group = nullptr;
-  }
   Q7Object *manager = m.manager;
   m.manager = nullptr;
   q7::release(manager);
@@ -265,7 +280,24 @@ uint64_t q7mx_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
 }
 
+uint64_t q7mx_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  auto &m = q7::data<Mx>(cl, self);
+  if (m.leaving) return 1;
+  m.leaving = 1;
+  Work *outermost = nullptr;
+  for (Work *w = Work::innermost; w; w = w->outer) {
+    if (w->group == self) outermost = w;
+  }
+  q7mx_hook_all(m, self, false);
+  m.doomed = 1;
+  if (!outermost) return q7mx_let_go(cl, self, a, b, tags);
+  outermost->disposed = true;
+  outermost->allocator = a;
+  return 1;
+}
+
 uint64_t q7mx_set_member(const Mx &m, Q7Object *self, int32_t number, Q7TagItem *list) {
+  const Work work(self, nullptr);
   Nth nth = {number, list, 0};
   if (number >= 0) q7mx_each(m, self, Q7M_MX_SET_NTH, &nth);
   return q7::arg(nth.found);
@@ -277,6 +309,8 @@ uint64_t q7mx_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
   if (&obj->cl->header == obj) return q7::inherit(cl, obj, method, a, b, tags);
   auto &m = q7::data<Mx>(cl, obj);
   auto *gadget = q7::as<Q7Object *>(a);
+  // Whatever still walks for it ends, and nothing begins any more.
+  if (m.doomed && method >= 181000 && method <= 181499) return 0;
   switch (method) {
     case Q7M_DISPOSE: return q7mx_dispose(cl, obj, a, b, tags);
     case Q7M_SET: return q7mx_set(cl, obj, tags);
