@@ -30,8 +30,8 @@ uint64_t keep(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t 
   return 0x123456789ABCDEF0;
 }
 
-// Calls sender(tag, value, ..., 0) with `count` pairs; every bit of a value matters. Tags travel as 64-bit arguments, of
-// which the senders read the lower half: one type for all keeps the compiler's work small.
+// Calls sender(tag, value, ..., 0) with `count` pairs; every bit of a value matters. Tags travel as 64-bit arguments,
+// of which the senders read the lower half: one type for all keeps the compiler's work small.
 constexpr uint64_t value_of(size_t i) { return 0xFEDCBA9800000000 + i; }
 template <size_t Count, size_t... I, class Sender>
 auto send_pairs(std::index_sequence<I...>, Sender sender) {
