@@ -13,11 +13,13 @@ struct AsyncExecutor;
 
 // The state of a worker, on its own stack; the instance it works for may be disposed of while it executes a request.
 struct AsyncWorker {
-  Q7Object *self;           // the executor
-  AsyncExecutor *executor;  // its data
-  Q7AsyncRequest *record;   // in execution, in no list
-  bool stop = false;        // a stop request was taken
-  bool gone = false;        // the executor was disposed of by the request in execution
+  Q7Object *self;                    // the executor
+  AsyncExecutor *executor;           // its data
+  Q7AsyncRequest *record = nullptr;  // in execution, in no list
+  Q7List taken = {};                 // requests that only this thread sees any more, oldest first
+  Q7List spent = {};                 // executed records, not yet given back
+  bool stop = false;                 // a stop request was taken
+  bool gone = false;                 // the executor was disposed of by the request in execution
 };
 
 struct AsyncExecutor {     // instance data
@@ -34,6 +36,7 @@ struct AsyncExecutor {     // instance data
   int32_t start;               // AsyncStart. Atomic
   int32_t users;               // threads that use the signal without the lock; it is deleted after they left. Atomic
   int32_t waiters;             // of them, fan-outs that wait on it. Guarded by lock
+  int32_t pending;             // set with every queued request, cleared when the worker takes them. Atomic
   uint32_t waiting;            // the worker waits on the signal. Guarded by lock
   uint32_t stop_asked;         // a disposal that found no memory for a stop request. Guarded by lock
   uint32_t disposing;          // Guarded by lock

@@ -23,7 +23,8 @@ constexpr char kModule[] = "q7async";
 constexpr uint32_t kTaskEntry = 1501;
 constexpr uint32_t kTaskPriority = 1505;
 constexpr uint32_t kPollMs = 10;
-constexpr int kYields = 200;  // before the first poll: a thread usually starts or ends within microseconds
+constexpr int kYields = 200;       // before the first poll: a thread usually starts or ends within microseconds
+constexpr int kLingerYields = 20;  // before the worker waits
 constexpr uint32_t kNoMethod = 0xFFFFFFFFu;
 constexpr uint32_t kHold = 1;
 
@@ -40,6 +41,16 @@ thread_local AsyncWorker *this_worker;
 
 Q7AsyncRequest *q7as_record(Q7Node *node) { return reinterpret_cast<Q7AsyncRequest *>(node); }
 
+// Asks for a record's memory early: it was last written by the other thread, and fetching it costs more than all the
+// rest of a request.
+template <int kForWriting>
+void q7as_fetch(const Q7Node *node) {
+  const char *bytes = reinterpret_cast<const char *>(node);
+  __builtin_prefetch(bytes, kForWriting);
+  __builtin_prefetch(bytes + 64, kForWriting);
+  __builtin_prefetch(bytes + sizeof(Q7AsyncRequest) - 1, kForWriting);
+}
+
 // Waits until done() holds: politely spinning first, then in steps of 10 ms.
 template <class Done>
 void q7as_await(Done done) {
@@ -52,64 +63,54 @@ void q7as_await(Done done) {
 
 // ---- Queueing ----
 
-// Under the lock: a cleared record, or null on exhaustion.
+// Under the lock: a record with undefined content, or null on exhaustion.
 Q7AsyncRequest *q7as_get_record(AsyncExecutor &ex) {
-  Q7AsyncRequest *r = q7as_record(Q7RemHead(&ex.spent));
-  if (!r) r = static_cast<Q7AsyncRequest *>(Q7AllocMem(sizeof *r, Q7MEM_CLEAR));
-  if (!r) return nullptr;
-  *r = {};
-  r->thread_count = 1;
-  r->bracket_before = r->bracket_after = kNoMethod;
-  return r;
+  Q7Node *node = Q7RemHead(&ex.spent);
+  if (!node) return static_cast<Q7AsyncRequest *>(Q7AllocMem(sizeof(Q7AsyncRequest), Q7MEM_CLEAR));
+  q7as_fetch<1>(ex.spent.head);
+  return q7as_record(node);
 }
 
-// Reads the request tags; the first of each id counts. True when the request is to run at once.
-bool q7as_read_tags(Q7AsyncRequest &r, Q7TagItem *tags) {
+// The values of the request tags by position: the three arguments, then the tags from Q7A_ASYNC_REPLY_OBJECT on.
+struct Values {
+  enum { kReplyObject = 3, kReplyMethod, kReplyArg, kThreads, kAtOnce, kBracketObject, kBefore, kAfter, kCount };
+  uint64_t at[kCount] = {};
+};
+
+// Reads the request tags; the first of each id counts.
+void q7as_read_tags(Values &values, Q7TagItem *tags) {
+  static_assert(Q7A_ASYNC_BRACKET_AFTER - Q7A_ASYNC_REPLY_OBJECT + Values::kReplyObject == Values::kAfter);
+  values.at[Values::kBefore] = values.at[Values::kAfter] = kNoMethod;
   uint32_t seen = 0;
-  uint32_t threads = 0;
-  bool at_once = false;
-  const auto first = [&seen](uint32_t bit) {
-    const bool is_first = !(seen & 1u << bit);
-    seen |= 1u << bit;
-    return is_first;
-  };
   for (const Q7TagItem &item : q7::tags(tags)) {
-    switch (item.tag) {
-      case Q7A_ASYNC_ARG1:
-      case Q7A_ASYNC_ARG2:
-      case Q7A_ASYNC_ARG3:
-        if (first(item.tag - Q7A_ASYNC_ARG1)) r.arg[item.tag - Q7A_ASYNC_ARG1] = item.data;
-        break;
-      case Q7A_ASYNC_REPLY_OBJECT:
-        if (first(3)) r.reply_object = q7::value<Q7Object *>(item);
-        break;
-      case Q7A_ASYNC_REPLY_METHOD:
-        if (first(4)) r.reply_method = q7::value<uint32_t>(item);
-        break;
-      case Q7A_ASYNC_REPLY_ARG:
-        if (first(5)) r.reply_arg = item.data;
-        break;
-      case Q7A_ASYNC_THREADS:
-        if (first(6)) threads = q7::value<uint32_t>(item);
-        break;
-      case Q7A_ASYNC_AT_ONCE:
-        if (first(7)) at_once = q7::value<int32_t>(item) != 0;
-        break;
-      case Q7A_ASYNC_BRACKET_OBJECT:
-        if (first(8)) r.bracket_object = q7::value<Q7Object *>(item);
-        break;
-      case Q7A_ASYNC_BRACKET_BEFORE:
-        if (first(9)) r.bracket_before = q7::value<uint32_t>(item);
-        break;
-      case Q7A_ASYNC_BRACKET_AFTER:
-        if (first(10)) r.bracket_after = q7::value<uint32_t>(item);
-        break;
-      default: break;
+    uint32_t i = item.tag - Q7A_ASYNC_ARG1;
+    if (i >= Values::kReplyObject) {
+      i = item.tag - Q7A_ASYNC_REPLY_OBJECT;
+      if (i >= Values::kCount - Values::kReplyObject) continue;
+      i += Values::kReplyObject;
     }
+    if (seen & 1u << i) continue;
+    seen |= 1u << i;
+    values.at[i] = item.data;
   }
-  r.parallel = threads != 0;
-  r.thread_count = threads ? threads : 1;
-  return at_once;
+}
+
+void q7as_fill(Q7AsyncRequest &r, uint32_t hold, Q7Object *target, uint32_t method, const Values &values) {
+  const auto value = [&values](int i) { return static_cast<uint32_t>(values.at[i]); };
+  r.node.name = nullptr;
+  r.target = target;
+  r.method = method;
+  r.kind = method != 0;
+  r.hold = hold;
+  r.parallel = value(Values::kThreads) != 0;
+  for (int i = 0; i < 3; ++i) r.arg[i] = values.at[i];
+  r.reply_object = q7::as<Q7Object *>(values.at[Values::kReplyObject]);
+  r.reply_method = value(Values::kReplyMethod);
+  r.reply_arg = values.at[Values::kReplyArg];
+  r.thread_count = r.parallel ? value(Values::kThreads) : 1;
+  r.bracket_object = q7::as<Q7Object *>(values.at[Values::kBracketObject]);
+  r.bracket_before = value(Values::kBefore);
+  r.bracket_after = value(Values::kAfter);
 }
 
 void q7as_release_target(const Q7AsyncRequest &r) {
@@ -132,23 +133,27 @@ uint64_t q7as_run_at_once(Q7Object *self, AsyncExecutor &ex, Q7AsyncRequest *rec
 
 uint64_t q7as_queue(Q7Object *self, AsyncExecutor &ex, uint32_t hold, Q7Object *target, uint32_t method,
                     Q7TagItem *tags) {
+  Values values;
+  q7as_read_tags(values, tags);
   q7::LockGuard lock(ex.lock);
   if (!ex.signal) return 0;
   Q7AsyncRequest *r = q7as_get_record(ex);
   if (!r) return 0;
-  r->target = target;
-  r->method = method;
-  r->kind = method != 0;
-  r->hold = hold;
-  const bool at_once = q7as_read_tags(*r, tags);
+  q7as_fill(*r, hold, target, method, values);
   if (hold & kHold) q7::add_reference(target);
-  Q7Object *signal = ex.signal;
-  q7::atomic(ex.users).fetch_add(1, std::memory_order_relaxed);
-  if (at_once) {
+  if (static_cast<uint32_t>(values.at[Values::kAtOnce])) {
+    q7::atomic(ex.users).fetch_add(1, std::memory_order_relaxed);
     lock.unlock();
     return q7as_run_at_once(self, ex, r);
   }
   Q7AddTail(&ex.requests, &r->node);
+  if (!q7::atomic(ex.pending).load(std::memory_order_relaxed)) {
+    q7::atomic(ex.pending).store(1, std::memory_order_relaxed);
+  }
+  // A worker that is at work looks at the list again before it waits; only one that waits needs the wake.
+  if (!ex.waiting) return 1;
+  Q7Object *signal = ex.signal;
+  q7::atomic(ex.users).fetch_add(1, std::memory_order_relaxed);
   lock.unlock();
   q7::send(signal, q7::kSignalWake);
   q7::async_return_signal(ex);
@@ -160,6 +165,9 @@ uint64_t q7as_append_empty(AsyncExecutor &ex) {
   if (!ex.signal) return 0;
   Q7AsyncRequest *r = q7as_get_record(ex);
   if (!r) return 0;
+  Values none;
+  q7as_read_tags(none, nullptr);
+  q7as_fill(*r, 0, nullptr, 0, none);
   Q7AddTail(&ex.requests, &r->node);
   return 1;
 }
@@ -191,26 +199,65 @@ void q7as_execute(AsyncWorker &worker, Q7AsyncRequest &r) {
   q7as_bracket(r, r.bracket_after);
 }
 
-// Called and left with the lock held: executes requests until the list is empty. False when the executor is gone; there
-// is no lock any more then.
-bool q7as_run_batch(AsyncWorker &worker) {
-  AsyncExecutor &ex = *worker.executor;
-  Q7AsyncRequest *outer = worker.record;
-  while (Q7Node *node = ex.flags & q7::kNewestFirst ? Q7RemTail(&ex.requests) : Q7RemHead(&ex.requests)) {
-    Q7AsyncRequest *record = worker.record = q7as_record(node);
-    Q7AsyncRequest copy = *record;
-    Q7Unlock(ex.lock);
-    q7as_execute(worker, copy);
-    if (worker.gone) return false;
-    Q7Lock(ex.lock);
-    if (record->node.succ != copy.node.succ) {
-      Q7ErrPos(kModule, 231);
-      Q7_Error("FATAL: async corrupted");
-    }
-    Q7AddHead(&ex.spent, &record->node);
+bool q7as_newest_first(AsyncExecutor &ex) {
+  return std::atomic_ref(ex.flags).load(std::memory_order_relaxed) & q7::kNewestFirst;
+}
+
+// Moves everything in `from` in front of what is in `to`, in order.
+void q7as_splice(Q7List &from, Q7List &to) {
+  if (!from.head->succ) return;
+  Q7Node *first = from.head, *last = from.tail_pred, *next = to.head;
+  first->pred = reinterpret_cast<Q7Node *>(&to);
+  to.head = first;
+  last->succ = next;
+  // The list's tail sentinel keeps its predecessor where a node does: in tail_pred.
+  if (next->succ) {
+    next->pred = last;
+  } else {
+    to.tail_pred = last;
   }
+  Q7NewList(&from);
+}
+
+// Executes one record that is in no list. False when the executor is gone.
+bool q7as_execute_record(AsyncWorker &worker, Q7Node *node) {
+  Q7AsyncRequest *outer = worker.record;
+  Q7AsyncRequest *record = worker.record = q7as_record(node);
+  Q7AsyncRequest copy = *record;
+  q7as_fetch<0>(worker.taken.head);
+  q7as_execute(worker, copy);
+  if (worker.gone) return false;
+  if (record->node.succ != copy.node.succ) {
+    Q7ErrPos(kModule, 231);
+    Q7_Error("FATAL: async corrupted");
+  }
+  Q7AddHead(&worker.spent, &record->node);
   worker.record = outer;
   return true;
+}
+
+// Called and left with the lock held: executes requests until the list is empty. False when the executor is gone; there
+// is no lock any more then. The oldest are taken all at once, so that producers and worker seldom meet at the lock; the
+// newest can only be taken one by one.
+bool q7as_run_batch(AsyncWorker &worker) {
+  AsyncExecutor &ex = *worker.executor;
+  for (;;) {
+    q7as_splice(worker.spent, ex.spent);
+    q7::atomic(ex.pending).store(0, std::memory_order_relaxed);
+    const bool newest_first = q7as_newest_first(ex);
+    if (newest_first) {
+      q7as_splice(worker.taken, ex.requests);
+    } else if (!worker.taken.head->succ) {
+      q7as_splice(ex.requests, worker.taken);
+    }
+    Q7Node *node = newest_first ? Q7RemTail(&ex.requests) : Q7RemHead(&worker.taken);
+    if (!node) return true;
+    Q7Unlock(ex.lock);
+    do {
+      if (!q7as_execute_record(worker, node)) return false;
+    } while (!newest_first && !q7as_newest_first(ex) && (node = Q7RemHead(&worker.taken)));
+    Q7Lock(ex.lock);
+  }
 }
 
 // Ends the queue for good: nobody finds the signal any more, and nobody uses it when it is deleted. The lock is held
@@ -223,6 +270,17 @@ void q7as_close(AsyncExecutor &ex) {
   q7::send(signal, Q7M_DISPOSE);
 }
 
+// Called and left with the lock held: gives a producer that is busy queueing a moment before the worker goes to sleep,
+// since a wake costs more than many requests.
+void q7as_linger(AsyncExecutor &ex) {
+  Q7Unlock(ex.lock);
+  for (int i = 0; i < kLingerYields; ++i) {
+    sched_yield();
+    if (q7::atomic(ex.pending).load(std::memory_order_relaxed)) break;
+  }
+  Q7Lock(ex.lock);
+}
+
 // Waits for requests and executes them until a stop request was among them. False when the executor is gone.
 bool q7as_serve(AsyncWorker &worker) {
   AsyncExecutor &ex = *worker.executor;
@@ -233,8 +291,12 @@ bool q7as_serve(AsyncWorker &worker) {
     ex.waiting = 0;
     // A fan-out in a caller's thread waits on the same signal: a wake that finds no request was meant for it.
     const bool not_ours = ex.waiters > 0 && !ex.requests.head->succ;
-    if (!q7as_run_batch(worker)) return false;
-    if (worker.stop || ex.stop_asked) return true;
+    do {
+      if (!q7as_run_batch(worker)) return false;
+      if (worker.stop || ex.stop_asked) return true;
+      q7as_linger(ex);
+    } while (ex.requests.head->succ);
+    if (ex.stop_asked) return true;
     ex.waiting = 1;
     Q7Unlock(ex.lock);
     if (not_ours) {
@@ -251,7 +313,9 @@ void q7as_run_worker(Q7Object *task, void *argument) {
     q7::atomic(ex.start).store(q7::kAsyncFailed, std::memory_order_release);
     return;
   }
-  AsyncWorker worker = {.self = ex.self, .executor = &ex, .record = nullptr};
+  AsyncWorker worker = {.self = ex.self, .executor = &ex};
+  Q7NewList(&worker.taken);
+  Q7NewList(&worker.spent);
   this_worker = &worker;
   Q7Lock(ex.lock);
   ex.signal = signal;
@@ -271,7 +335,8 @@ void q7as_run_worker(Q7Object *task, void *argument) {
 
 void q7as_set_flag(AsyncExecutor &ex, bool newest_first) {
   q7::LockGuard lock(ex.lock);
-  ex.flags = newest_first ? ex.flags | q7::kNewestFirst : ex.flags & ~uint32_t{q7::kNewestFirst};
+  const uint32_t flags = newest_first ? ex.flags | q7::kNewestFirst : ex.flags & ~uint32_t{q7::kNewestFirst};
+  std::atomic_ref(ex.flags).store(flags, std::memory_order_relaxed);  // the worker looks without the lock too
 }
 
 bool q7as_set(AsyncExecutor &ex, const Q7TagItem &item) {

@@ -54,6 +54,15 @@ void *q7id_lock(Q7App *app) { return app ? app->lock : nullptr; }
 
 bool q7id_empty(const Q7List &list) { return !list.head || !list.head->succ; }
 
+// Q7AddTail, of which a round makes hundreds.
+void q7id_append(Q7List &list, Q7Node *node) {
+  Q7Node *last = list.tail_pred;
+  node->pred = last;
+  last->succ = node;
+  node->succ = reinterpret_cast<Q7Node *>(&list.tail);
+  list.tail_pred = node;
+}
+
 void q7id_unlink(Q7Node *node) {
   for (Walker *w = walkers; w; w = w->other) {
     if (w->next == node) w->next = node->succ;
@@ -66,6 +75,21 @@ Q7IdleMsg *q7id_take_head(Q7List *list) {
   Q7Node *node = list->head;
   q7id_unlink(node);
   return reinterpret_cast<Q7IdleMsg *>(node);
+}
+
+// Under the lock: takes up to n messages from the head into an array, with one cut of the list. Answers how many.
+int q7id_take(Q7List *list, Q7IdleMsg **messages, int n) {
+  if (!list || q7id_empty(*list)) return 0;
+  int count = 0;
+  if (walkers) {
+    while (count < n && (messages[count] = q7id_take_head(list))) ++count;
+    return count;
+  }
+  Q7Node *node = list->head;
+  for (; count < n && node->succ; node = node->succ) messages[count++] = reinterpret_cast<Q7IdleMsg *>(node);
+  list->head = node;
+  node->pred = reinterpret_cast<Q7Node *>(list);
+  return count;
 }
 
 // Under the lock: a spent message, or a new one.
@@ -120,8 +144,8 @@ void q7id_queue(Q7App *app, Place place, uint32_t kind, Fill fill) {
     if (lists_exist && app->idle) {
       switch (place) {
         case Place::kHead: Q7AddHead(app->idle, &message->node); break;
-        case Place::kTail: Q7AddTail(app->idle, &message->node); break;
-        case Place::kLow: Q7AddTail(&app->idle_low, &message->node); break;
+        case Place::kTail: q7id_append(*app->idle, &message->node); break;
+        case Place::kLow: q7id_append(app->idle_low, &message->node); break;
       }
       message = nullptr;
     }
@@ -336,16 +360,8 @@ int32_t Q7AppDoIdle(Q7App *app) {
   Round round;
   {
     q7::LockGuard lock(q7id_lock(app));
-    while (round.count < kRoundNormal) {
-      Q7IdleMsg *message = q7id_take_head(app->idle);
-      if (!message) break;
-      round.messages[round.count++] = message;
-    }
-    while (round.count < kRoundSize) {
-      Q7IdleMsg *message = q7id_take_head(&app->idle_low);
-      if (!message) break;
-      round.messages[round.count++] = message;
-    }
+    round.count = q7id_take(app->idle, round.messages, kRoundNormal);
+    round.count += q7id_take(&app->idle_low, round.messages + round.count, kRoundSize - round.count);
   }
   if (round.count == 0) return 0;
   const uint32_t life = q7id_life();
@@ -360,9 +376,22 @@ int32_t Q7AppDoIdle(Q7App *app) {
     for (int i = 0; i < round.count; ++i) q7id_free(round.messages[i]);
     return 1;
   }
-  q7::LockGuard lock(q7id_lock(app));
+  // Chained up outside the lock, so that the free list grows by one link.
+  Q7List spent;
+  Q7NewList(&spent);
   for (int i = 0; i < round.count; ++i) {
-    if (round.messages[i]) q7id_recycle(app, round.messages[i]);
+    if (Q7IdleMsg *message = round.messages[i]) q7id_append(spent, &message->node);
+  }
+  if (q7id_empty(spent)) return 1;
+  q7::LockGuard lock(q7id_lock(app));
+  if (app->idle_free) {
+    Q7List &list = *app->idle_free;
+    spent.head->pred = list.tail_pred;
+    list.tail_pred->succ = spent.head;
+    spent.tail_pred->succ = reinterpret_cast<Q7Node *>(&list.tail);
+    list.tail_pred = spent.tail_pred;
+  } else {
+    while (Q7Node *node = Q7RemHead(&spent)) q7id_free(reinterpret_cast<Q7IdleMsg *>(node));
   }
   return 1;
 }

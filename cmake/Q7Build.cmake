@@ -29,7 +29,7 @@ endif()
 add_custom_target(threads_tests)
 
 add_library(q7_flags INTERFACE)
-target_compile_options(q7_flags INTERFACE -Wall -Wextra -Werror -Wno-format-truncation -ffp-contract=off)
+target_compile_options(q7_flags INTERFACE -Wall -Wextra -Werror $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-format-truncation> -ffp-contract=off)
 target_include_directories(q7_flags INTERFACE "${PROJECT_SOURCE_DIR}")
 if(Q7_SANITIZE)
   target_compile_options(q7_flags INTERFACE -fsanitize=${Q7_SANITIZE} -fno-omit-frame-pointer)

@@ -73,13 +73,20 @@ bool apply(Handler handler, T &d, Q7Object *obj, Q7TagItem &item) {
 }
 
 // Methods 4 and 5: own items are handled, every other one goes to the superclass alone. The result is the last item
-// that the superclass answered non-zero for, that is the last unknown one; 0 when all were known.
+// that the superclass answered non-zero for, that is the last unknown one; 0 when all were known. Not inlined, so that
+// a dispatcher stays a switch that jumps and needs no stack for the messages it passes on.
 template <class T, class Handler>
-uint64_t walk_attributes(Q7Class *cl, Q7Object *obj, uint32_t method, Q7TagItem *list, Handler handler) {
+[[gnu::noinline]] uint64_t walk_attributes(Q7Class *cl, Q7Object *obj, uint32_t method, Q7TagItem *list,
+                                           Handler handler) {
   T &d = data<T>(cl, obj);
   uint64_t unknown = 0;
   for (Q7TagItem &item : tags(list)) {
     if (apply(handler, d, obj, item)) continue;
+    if ((&item)[1].tag == Q7TAG_END) {
+      // The last item is alone already.
+      if (inherit(cl, obj, method, 0, 0, &item)) unknown = arg(&item);
+      break;
+    }
     Q7TagItem single[2] = {item, {Q7TAG_END, 0}};
     if (inherit(cl, obj, method, 0, 0, single)) unknown = arg(&item);
   }
@@ -98,7 +105,8 @@ uint64_t get_attributes(Q7Class *cl, Q7Object *obj, Q7TagItem *list, Handler han
 // object)` answers false to refuse: the object is disposed by the superclass and null returned. Instance data starts
 // zero-filled.
 template <class T, class Handler, class Init>
-uint64_t create(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *list, Handler set, Init init) {
+[[gnu::noinline]] uint64_t create(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *list, Handler set,
+                                  Init init) {
   auto *obj = as<Q7Object *>(inherit(cl, receiver, Q7M_NEW, a, b, list));
   if (!obj) return 0;
   T &d = data<T>(cl, obj);

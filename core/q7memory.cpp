@@ -23,7 +23,7 @@ uint64_t q7mem_rounded(uint64_t size) { return size < kSmallestBlock ? kSmallest
 
 bool q7mem_permitted(uint64_t size) { return !gate || gate(size, gate_data); }
 
-void q7mem_report_exhaustion(uint64_t size) {
+[[gnu::cold, gnu::noinline]] void q7mem_report_exhaustion(uint64_t size) {
   // String 2 is the library's own text or its translation; it takes one integer.
   char text[256];
 #pragma GCC diagnostic push
@@ -35,10 +35,7 @@ void q7mem_report_exhaustion(uint64_t size) {
   if (message_hook) message_hook(Q7ApplicationContext, "", text);
 }
 
-}  // namespace
-
-void *Q7AllocSilent(uint64_t size, uint32_t flags) {
-  size = q7mem_rounded(size);
+inline void *q7mem_allocate(uint64_t size, uint32_t flags) {
   if (!q7mem_permitted(size)) return nullptr;
   if (!(flags & Q7MEM_CLEAR)) return std::malloc(size);
   if (size > kClearByHand) return std::calloc(1, size);
@@ -48,9 +45,14 @@ void *Q7AllocSilent(uint64_t size, uint32_t flags) {
   return block ? std::memset(block, 0, size) : nullptr;
 }
 
+}  // namespace
+
+void *Q7AllocSilent(uint64_t size, uint32_t flags) { return q7mem_allocate(q7mem_rounded(size), flags); }
+
 void *Q7AllocMem(uint64_t size, uint32_t flags) {
-  void *block = Q7AllocSilent(size, flags);
-  if (!block) q7mem_report_exhaustion(size);
+  void *block = q7mem_allocate(q7mem_rounded(size), flags);
+  if (!block) [[unlikely]]
+    q7mem_report_exhaustion(size);
   return block;
 }
 

@@ -24,6 +24,9 @@ bool q7ob_take_piece(char *buffer, const char **cursor, char separator) {
   return length > 0;
 }
 
+uint64_t q7ob_set(Q7Object *object, Q7TagItem *tags) { return q7::send(object, Q7M_SET, 0, 0, tags); }
+uint64_t q7ob_get(Q7Object *object, Q7TagItem *tags) { return q7::send(object, Q7M_GET, 0, 0, tags); }
+
 }  // namespace
 
 #define Q7OB_WITH_TAGS(expression)                        \
@@ -36,11 +39,30 @@ bool q7ob_take_piece(char *buffer, const char **cursor, char separator) {
     Q7_REPORT_ERROR("q7oops", "too many tags");           \
   return expression
 
+// The sender `result name(to, tag, ...)` of function(to, list). At its entry it is still known which argument lies in
+// which register, so lists of up to two items are stored from there; longer ones are gathered. What then stands behind
+// the first end or link is no item, but harmless: nobody reads it.
+#define Q7OB_SHORT_LISTS(result, name, receiver, function)                                                         \
+  extern "C"                                                                                                       \
+      [[gnu::used]] result name##_two(receiver to, uint32_t tag, uint64_t data, uint32_t tag2, uint64_t data2) {   \
+    Q7TagItem items[3];                                                                                            \
+    items[0] = {tag, data};                                                                                        \
+    items[1] = {tag2, data2};                                                                                      \
+    items[2].tag = Q7TAG_END;                                                                                      \
+    return function(to, items);                                                                                    \
+  }                                                                                                                \
+  extern "C" [[gnu::used]] result name##_many(receiver to, uint32_t tag, ...) {                                    \
+    Q7OB_WITH_TAGS(function(to, list.items));                                                                      \
+  }                                                                                                                \
+  __attribute__((naked)) result name(receiver, uint32_t, ...) {                                                    \
+    __asm__("testl %ecx, %ecx\n\tje " #name "_two\n\ttestl %r9d, %r9d\n\tje " #name "_two\n\tjmp " #name "_many"); \
+  }
+
 Q7Object *Q7ObjectCreateA(uint32_t clid, Q7TagItem *tags) {
   return q7::as<Q7Object *>(q7::send(Q7ClassFind(clid), Q7M_NEW, 0, 0, tags));
 }
 
-Q7Object *Q7ObjectCreate(uint32_t clid, uint32_t tag, ...) { Q7OB_WITH_TAGS(Q7ObjectCreateA(clid, list.items)); }
+Q7OB_SHORT_LISTS(Q7Object *, Q7ObjectCreate, uint32_t, Q7ObjectCreateA)
 
 uint64_t Q7ObjectDelete(Q7Object *object) { return q7::send(object, Q7M_DISPOSE); }
 
@@ -54,13 +76,13 @@ uint64_t Q7ObjectSaveA(Q7Object *object, Q7TagItem *tags) { return q7::send(obje
 
 uint64_t Q7ObjectSave(Q7Object *object, uint32_t tag, ...) { Q7OB_WITH_TAGS(Q7ObjectSaveA(object, list.items)); }
 
-uint64_t Q7Set(Q7Object *object, uint32_t tag, ...) { Q7OB_WITH_TAGS(q7::send(object, Q7M_SET, 0, 0, list.items)); }
+Q7OB_SHORT_LISTS(uint64_t, Q7Set, Q7Object *, q7ob_set)
 
 uint64_t Q7SetAttrs(Q7Object *object, uint32_t tag, ...) {
   Q7OB_WITH_TAGS(q7::send(object, Q7M_SET, 0, 0, list.items));
 }
 
-uint64_t Q7Get(Q7Object *object, uint32_t tag, ...) { Q7OB_WITH_TAGS(q7::send(object, Q7M_GET, 0, 0, list.items)); }
+Q7OB_SHORT_LISTS(uint64_t, Q7Get, Q7Object *, q7ob_get)
 
 uint64_t Q7GetAttrs(Q7Object *object, uint32_t tag, ...) {
   Q7OB_WITH_TAGS(q7::send(object, Q7M_GET, 0, 0, list.items));

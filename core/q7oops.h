@@ -4,7 +4,8 @@
  * Class k owns the method and attribute ids k * 1000 to k * 1000 + 999; the root class owns 0 to 999.
  *
  * The registry takes no lock: classes are created, replaced and freed on the main thread. Sending a message takes no
- * lock either; a class that is used from several threads guards its own data. Only reference counts change atomically.
+ * lock either; a class that is used from several threads guards its own data. Only reference counts and the counts of
+ * live objects change atomically.
  *
  * Where a message's arguments go: one argument travels in the tag-list slot; two travel in a and the slot; three in a,
  * b and the slot, unless a method says otherwise. */

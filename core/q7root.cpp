@@ -71,7 +71,8 @@ bool q7rt_copy_name(Q7Object *obj, Q7AltMem *allocator, const char *name) {
   obj->name = nullptr;
   if (!name) return true;
   const size_t size = std::strlen(name) + 1;
-  void *copy = q7rt_allocate(allocator, size);
+  // The heap need not clear what is written over at once.
+  void *copy = allocator ? q7rt_allocate(allocator, size) : Q7AllocMem(size, 0);
   if (!copy) return false;
   obj->name = static_cast<const char *>(std::memcpy(copy, name, size));
   return true;
@@ -92,9 +93,10 @@ void q7rt_count(Q7Class *cl, uint32_t by) {
   for (; cl; cl = cl->super) q7rt_add(cl->nsubinstances, by);
 }
 
-uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
+[[gnu::noinline]] uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
   auto *obj = static_cast<Q7Object *>(q7rt_allocate(allocator, cl->itotal));
-  if (!obj) return 0;
+  if (!obj) [[unlikely]]
+    return 0;
   const char *name = nullptr;
   Q7List *list = nullptr;
   for (const Q7TagItem &item : q7::tags(tags)) {
@@ -115,7 +117,7 @@ uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
   return q7::arg(obj);
 }
 
-uint64_t q7rt_dispose(Q7Object *obj, Q7AltMem *allocator) {
+[[gnu::noinline]] uint64_t q7rt_dispose(Q7Object *obj, Q7AltMem *allocator) {
   Q7Class *cl = obj->cl;
   q7rt_count(cl, static_cast<uint32_t>(-1));
   if (obj->name) {
@@ -127,7 +129,7 @@ uint64_t q7rt_dispose(Q7Object *obj, Q7AltMem *allocator) {
   return 1;
 }
 
-uint64_t q7rt_copy(Q7Object *obj, Q7AltMem *allocator) {
+[[gnu::noinline]] uint64_t q7rt_copy(Q7Object *obj, Q7AltMem *allocator) {
   Q7Class *cl = obj->cl;
   auto *copy = static_cast<Q7Object *>(q7rt_allocate(allocator, cl->itotal));
   if (!copy) return 0;
@@ -281,32 +283,39 @@ uint64_t q7rt_walk(Receiver *receiver, Q7Object *obj, Q7TagItem *tags, bool (*kn
 
 // ---- References ----
 
+// A process that has never started a thread needs no bus lock, which is most of what a reference costs.
+template <int Order>
+int32_t q7rt_change_references(Q7Object *obj, int32_t by) {
+  if (__libc_single_threaded) return obj->refcount += by;
+  return __atomic_add_fetch(&obj->refcount, by, Order);
+}
+
 uint64_t q7rt_add_reference(Q7Object *obj) {
-  __atomic_add_fetch(&obj->refcount, 1, __ATOMIC_RELAXED);
+  q7rt_change_references<__ATOMIC_RELAXED>(obj, 1);
   return q7::arg(obj);
 }
 
 // The release orders everything done through this reference before the disposal on whichever thread drops the last one.
 uint64_t q7rt_release(Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
-  if (__atomic_sub_fetch(&obj->refcount, 1, __ATOMIC_ACQ_REL) > 0) return q7::arg(obj);
+  if (q7rt_change_references<__ATOMIC_ACQ_REL>(obj, -1) > 0) return q7::arg(obj);
   q7::send(obj, Q7M_DISPOSE, a, b, tags);
   return 0;
 }
 
 // ---- Lists ----
 
-uint64_t q7rt_insert(Q7Object *obj, Q7List *list, void (*insert)(Q7List *, Q7Node *)) {
+[[gnu::noinline]] uint64_t q7rt_insert(Q7Object *obj, Q7List *list, void (*insert)(Q7List *, Q7Node *)) {
   if (list) insert(list, reinterpret_cast<Q7Node *>(obj));
   return 1;
 }
 
-uint64_t q7rt_insert_behind(Q7Object *obj, Q7Node *pred, Q7List *list) {
+[[gnu::noinline]] uint64_t q7rt_insert_behind(Q7Object *obj, Q7Node *pred, Q7List *list) {
   if (list) Q7Insert(list, reinterpret_cast<Q7Node *>(obj), pred);
   return 1;
 }
 
 // Takes an object out of its list; its links are cleared so that doing it twice harms nobody.
-uint64_t q7rt_remove(Q7Object *obj) {
+[[gnu::noinline]] uint64_t q7rt_remove(Q7Object *obj) {
   if (obj->succ && obj->pred) {
     Q7Remove(reinterpret_cast<Q7Node *>(obj));
     obj->succ = obj->pred = nullptr;
@@ -314,26 +323,26 @@ uint64_t q7rt_remove(Q7Object *obj) {
   return q7::arg(obj);
 }
 
-uint64_t q7rt_free_table_node(Q7List *list) {
+[[gnu::noinline]] uint64_t q7rt_free_table_node(Q7List *list) {
   if (list) Q7FreeMem(Q7RemHead(list), sizeof(Q7AttributeTableNode));
   return 1;
 }
 
 // ---- Streams ----
 
-uint64_t q7rt_call(Q7Object *obj, Q7TagItem *tags, uint32_t function_tag, uint32_t data_tag) {
+[[gnu::noinline]] uint64_t q7rt_call(Q7Object *obj, Q7TagItem *tags, uint32_t function_tag, uint32_t data_tag) {
   auto function = q7::as<Q7StreamFunction>(Q7TagVal(tags, function_tag, 0));
   if (function) function(obj, q7::as<Q7Object *>(Q7TagVal(tags, Q7A_STREAM, 0)), Q7TagVal(tags, data_tag, 0));
   return 1;
 }
 
-uint64_t q7rt_save(Q7Object *obj, Q7TagItem *tags) {
+[[gnu::noinline]] uint64_t q7rt_save(Q7Object *obj, Q7TagItem *tags) {
   return q7::save_object(obj, tags) ? q7rt_call(obj, tags, Q7A_WRITER, Q7A_WRITER_DATA) : 0;
 }
 
 // ---- Forwarding, kinds, names ----
 
-uint64_t q7rt_forward(Q7Object *obj, Q7TagItem *tags) {
+[[gnu::noinline]] uint64_t q7rt_forward(Q7Object *obj, Q7TagItem *tags) {
   const auto method = q7::as<uint32_t>(Q7TagVal(tags, Q7A_METHOD, 0));
   auto *target = q7::as<Q7Object *>(Q7TagVal(tags, Q7A_TARGET, 0));
   if (!target) return q7::send(obj, method, 0, 0, tags);
@@ -341,7 +350,7 @@ uint64_t q7rt_forward(Q7Object *obj, Q7TagItem *tags) {
   return q7::send(target, method, 0, 0, list);
 }
 
-uint64_t q7rt_depth(const Q7Object *obj, uint32_t clid) {
+[[gnu::noinline]] uint64_t q7rt_depth(const Q7Object *obj, uint32_t clid) {
   uint64_t depth = 1;
   for (const Q7Class *cl = obj->cl; cl; cl = cl->super, ++depth) {
     if (cl->header.clid == clid) return depth;
@@ -350,31 +359,31 @@ uint64_t q7rt_depth(const Q7Object *obj, uint32_t clid) {
 }
 
 // Kept as it is, although no id passes for classes from 1 upwards: callers take the answer for "one of the root's own".
-uint64_t q7rt_owns_id(const Q7Object *obj, uint32_t id) {
+[[gnu::noinline]] uint64_t q7rt_owns_id(const Q7Object *obj, uint32_t id) {
   const uint32_t clid = obj->cl->header.clid;
   return clid * 1000 < id && id < clid + 1000;
 }
 
-uint64_t q7rt_string(Q7Object *obj, int32_t index) {
+[[gnu::noinline]] uint64_t q7rt_string(Q7Object *obj, int32_t index) {
   const Q7LocaleEntry *catalog = obj->cl->catalog;
   if (catalog && index >= 0) return q7::arg(catalog[index].text);
   Q7_REPORT_ERROR(kModule, "String %d not found", index);
   return 0;
 }
 
-uint64_t q7rt_undefined_indexed(Q7Object *obj, uint64_t attribute) {
+[[gnu::noinline]] uint64_t q7rt_undefined_indexed(Q7Object *obj, uint64_t attribute) {
   q7::report_undefined(obj, static_cast<uint32_t>(attribute), q7::kAttributeKind);
   return static_cast<uint32_t>(attribute);
 }
 
-const Q7PublicAttribute *q7rt_nearest_table(const Q7Class *cl) {
+[[gnu::noinline]] const Q7PublicAttribute *q7rt_nearest_table(const Q7Class *cl) {
   for (; cl->super; cl = cl->super) {
     if (cl->pubattrs) return cl->pubattrs;
   }
   return cl->pubattrs ? cl->pubattrs : root_attributes;
 }
 
-uint64_t q7rt_class_free(Q7Object *receiver) {
+[[gnu::noinline]] uint64_t q7rt_class_free(Q7Object *receiver) {
   if (q7rt_class(receiver)->header.clid != Q7C_ROOT || !opened_strings) return 1;
   Q7AppCloseLocale(Q7ApplicationContext, opened_strings, kStringCount);
   opened_strings = nullptr;
@@ -389,21 +398,9 @@ const char *q7rt_ask_name(uint64_t a, uint64_t b, uint32_t id) {
   return q7::as<const char *>(q7::send(service, naming_method, a, b, q7::slot(id)));
 }
 
-const char *q7rt_class_name(uint32_t clid) {
+[[gnu::noinline]] const char *q7rt_class_name(uint32_t clid) {
   const char *name = q7rt_ask_name(clid, 1, clid);
   return name ? name : "?";
-}
-
-bool q7rt_wrong_kind(const Q7Object *receiver, uint32_t method) {
-  switch (method) {
-    case Q7M_NEW:
-    case Q7M_SETCLASSATTRS:
-    case Q7M_GETCLASSATTRS:
-    case Q7M_CLASS_FREE: return !q7rt_is_class(receiver);
-    case Q7M_DISPOSE:
-    case Q7M_COPY: return q7rt_is_class(receiver);
-    default: return false;
-  }
 }
 
 }  // namespace
@@ -443,13 +440,15 @@ void q7::report_undefined(const Q7Object *obj, uint32_t id, UndefinedKind kind) 
 
 uint64_t Q7RootDispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   (void)cl;
-  if (!obj || q7rt_wrong_kind(obj, method)) return 0;
+  if (!obj) return 0;
   auto *allocator = q7::as<Q7AltMem *>(a);
   switch (method) {
-    case Q7M_NEW: return q7rt_new(q7rt_class(obj), allocator, tags);
-    case Q7M_DISPOSE: return q7rt_dispose(obj, allocator);
-    case Q7M_SETCLASSATTRS: return q7rt_walk(q7rt_class(obj), obj, tags, q7rt_set_class_tag, true);
-    case Q7M_GETCLASSATTRS: return q7rt_walk(q7rt_class(obj), obj, tags, q7rt_get_class_tag, false);
+    case Q7M_NEW: return q7rt_is_class(obj) ? q7rt_new(q7rt_class(obj), allocator, tags) : 0;
+    case Q7M_DISPOSE: return q7rt_is_class(obj) ? 0 : q7rt_dispose(obj, allocator);
+    case Q7M_SETCLASSATTRS:
+      return q7rt_is_class(obj) ? q7rt_walk(q7rt_class(obj), obj, tags, q7rt_set_class_tag, true) : 0;
+    case Q7M_GETCLASSATTRS:
+      return q7rt_is_class(obj) ? q7rt_walk(q7rt_class(obj), obj, tags, q7rt_get_class_tag, false) : 0;
     case Q7M_SET: return q7rt_walk(obj, obj, tags, q7rt_set_attribute, true);
     case Q7M_GET: return q7rt_walk(obj, obj, tags, q7rt_get_attribute, true);
     case Q7M_READ: return q7rt_call(obj, tags, Q7A_READER, Q7A_READER_DATA);
@@ -470,11 +469,11 @@ uint64_t Q7RootDispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a,
     case 18:
     case 20:
     case Q7M_FREE_CACHES: return 1;
-    case Q7M_COPY: return q7rt_copy(obj, allocator);
+    case Q7M_COPY: return q7rt_is_class(obj) ? 0 : q7rt_copy(obj, allocator);
     case Q7M_LOAD: return q7::arg(q7::load_object(a, q7::as<Q7Object *>(b), tags));
     case Q7M_FORWARD_TO: return q7::send(q7::as<Q7Object *>(a), q7::as<uint32_t>(b), 0, 0, tags);
     case Q7M_FORWARD_TO_CLASS: return q7::send(obj->cl, q7::as<uint32_t>(b), 0, 0, tags);
-    case Q7M_CLASS_FREE: return q7rt_class_free(obj);
+    case Q7M_CLASS_FREE: return q7rt_is_class(obj) ? q7rt_class_free(obj) : 0;
     case Q7M_STRING: return q7rt_string(obj, q7::slot_int(tags));
     case Q7M_ATTRIBUTE_TABLE: return q7::arg(q7rt_nearest_table(obj->cl));
     case Q7M_SETINDEXED:

@@ -57,15 +57,15 @@ Q7TagItem *Q7TagFind(uint32_t tag, Q7TagItem *list) {
 
 uint64_t Q7TagVal(const Q7TagItem *list, uint32_t tag, uint64_t fallback) {
   static_assert(Q7TAG_END == 0 && Q7TAG_LINK == 1);
-  if (!list) return fallback;
-  for (;; ++list) {
-    const uint32_t found = list->tag;
-    if (found == tag) return tag == Q7TAG_END ? fallback : list->data;
-    if (found > Q7TAG_LINK) [[likely]]
-      continue;
-    // The end, or a link, behind which the walk begins anew.
-    return found == Q7TAG_END ? fallback : Q7TagVal(q7::as<const Q7TagItem *>(list->data), tag, fallback);
+  auto passed = [tag](const Q7TagItem &item) { return item.tag > Q7TAG_LINK && item.tag != tag; };
+  while (list) {
+    // Four steps a round: the jump back costs as much as a step.
+    while (passed(*list) && passed(*++list) && passed(*++list) && passed(*++list)) ++list;
+    if (list->tag == Q7TAG_END) break;
+    if (list->tag == tag) return list->data;
+    list = q7::as<const Q7TagItem *>(list->data);
   }
+  return fallback;
 }
 
 int32_t Q7TagGetA(Q7TagItem *source, Q7TagItem *query) {

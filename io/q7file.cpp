@@ -93,11 +93,12 @@ void *q7fl_own_room(Q7Stream &s, int64_t length) {
 }
 
 void q7fl_store_count(Q7TagItem *tags, uint64_t count) {
-  if (auto *address = q7fl_argument<int32_t *>(tags, Q7A_FILE_COUNT, 0)) *address = static_cast<int32_t>(count);
+  auto *address = q7fl_argument<int32_t *>(tags, Q7A_FILE_COUNT, 0);
+  if (address) *address = static_cast<int32_t>(std::min<uint64_t>(count, INT32_MAX));
 }
 
 uint64_t q7fl_read_block(Q7Stream &s, Q7TagItem *tags) {
-  const auto length = q7fl_argument<int32_t>(tags, Q7A_FILE_LENGTH, 0);
+  const auto length = q7fl_argument<int64_t>(tags, Q7A_FILE_LENGTH, 0);
   auto *buffer = q7fl_argument<void *>(tags, Q7A_FILE_BUFFER, 0);
   q7fl_store_count(tags, 0);
   if (length < 0) return 0;
@@ -109,7 +110,7 @@ uint64_t q7fl_read_block(Q7Stream &s, Q7TagItem *tags) {
 }
 
 uint64_t q7fl_write_block(Q7Stream &s, Q7TagItem *tags) {
-  const auto length = q7fl_argument<int32_t>(tags, Q7A_FILE_LENGTH, 0);
+  const auto length = q7fl_argument<int64_t>(tags, Q7A_FILE_LENGTH, 0);
   const auto *data = q7fl_argument<const void *>(tags, Q7A_FILE_BUFFER, 0);
   q7fl_store_count(tags, 0);
   if (length < 0 || (length > 0 && !data)) return 0;
@@ -160,6 +161,12 @@ uint64_t q7fl_put(Q7Stream &s, int character) {
   return q7fl_int(q7::write_value<1>(s, &byte) ? byte : EOF);
 }
 
+// Bytes of a text's buffer; what a count of 32 bits cannot reach is not used.
+int32_t q7fl_text_room(Q7TagItem *tags) {
+  const auto room = q7fl_argument<int64_t>(tags, Q7A_FILE_LENGTH, kDefaultTextRoom);
+  return static_cast<int32_t>(std::clamp<int64_t>(room, 0, INT32_MAX));
+}
+
 // Whether the next byte is there without waiting and is the zero that ends a text; it is then taken.
 bool q7fl_take_zero(Q7Stream &s) {
   if (q7::is_socket(s)) {
@@ -175,7 +182,7 @@ bool q7fl_take_zero(Q7Stream &s) {
 
 uint64_t q7fl_read_string(Q7Stream &s, Q7TagItem *tags) {
   auto *buffer = q7fl_argument<char *>(tags, Q7A_FILE_BUFFER, 0);
-  const auto room = q7fl_argument<int32_t>(tags, Q7A_FILE_LENGTH, kDefaultTextRoom);
+  const int32_t room = q7fl_text_room(tags);
   if (!buffer || room < 1) return 0;
   int32_t count = 0;
   for (int c; count < room - 1; buffer[count++] = static_cast<char>(c)) {
@@ -193,7 +200,7 @@ uint64_t q7fl_read_string(Q7Stream &s, Q7TagItem *tags) {
 
 uint64_t q7fl_read_line(Q7Stream &s, Q7TagItem *tags) {
   auto *buffer = q7fl_argument<char *>(tags, Q7A_FILE_BUFFER, 0);
-  const auto room = q7fl_argument<int32_t>(tags, Q7A_FILE_LENGTH, kDefaultTextRoom);
+  const int32_t room = q7fl_text_room(tags);
   if (!buffer || room < 1) return 0;
   if (!q7::is_socket(s)) {
     if (!s.file) return 0;

@@ -65,8 +65,8 @@ enum {
   Q7M_FILE_READ32 = 5001,       /**< Address: 4 bytes. */
   Q7M_FILE_READ16 = 5002,       /**< Address: 2 bytes. */
   Q7M_FILE_READ_DOUBLE = 5003,  /**< Address: 8 bytes. */
-  Q7M_FILE_READ_STRING = 5004,  /**< Tags BUFFER, LENGTH (1024): reads up to a zero byte; the count of characters. A
-                                   longer  text is left where the room ended; at the end of the file the error is 5505. */
+  Q7M_FILE_READ_STRING = 5004,  /**< Tags BUFFER, LENGTH (1024): reads up to a zero byte; the count of characters. Of a
+                                     longer text the rest stays unread; at the end of the file the error is 5505. */
   Q7M_FILE_WRITE = 5005,        /**< Tags BUFFER, LENGTH, COUNT: writes a block. */
   Q7M_FILE_WRITE32 = 5006,      /**< Value: 32 bits. */
   Q7M_FILE_WRITE16 = 5007,      /**< Value: 16 bits. */

@@ -69,7 +69,10 @@ bool q7fo_try(Q7Stream &s, const char *path) {
   const int descriptor = fileno(file);
   if (descriptor < 0) return true;
   fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-  s.pipe = fstat(descriptor, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+  if (fstat(descriptor, &status) != 0) return true;
+  s.pipe = S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode);
+  // stdio asks the system for the position at every tell until it has moved once; chunked files tell all the time.
+  if (S_ISREG(status.st_mode) && s.mode[0] != 'a') fseeko(file, 0, SEEK_CUR);
   return true;
 }
 

@@ -13,7 +13,6 @@
 #include "core/q7root.h"
 #include "core/report.hpp"
 #include "io/q7file.h"
-#include "io/q7swap.h"
 #include "io/stream.hpp"
 
 namespace {
@@ -119,10 +118,12 @@ void q7if_free_chunks(Iff &iff) {
   }
 }
 
+// Q7Swap for the widths that values have, which the compiler turns into one instruction: values come one message each.
 template <class T>
 T q7if_swapped(T value) {
-  Q7Swap(&value, sizeof value);
-  return value;
+  if constexpr (sizeof(T) == 2) return static_cast<T>(__builtin_bswap16(static_cast<uint16_t>(value)));
+  if constexpr (sizeof(T) == 4) return static_cast<T>(__builtin_bswap32(static_cast<uint32_t>(value)));
+  if constexpr (sizeof(T) == 8) return static_cast<T>(__builtin_bswap64(static_cast<uint64_t>(value)));
 }
 
 // ---- Reading chunks ----
@@ -233,7 +234,12 @@ uint64_t q7if_end_write(const Handle &h) {
 template <class T>
 uint64_t q7if_read_value(const Handle &h, uint32_t method, void *address) {
   const uint64_t result = h.file(method, 0, 0, q7::slot(address));
-  if (result && h.has(kSwap)) Q7Swap(address, sizeof(T));
+  if (result && h.has(kSwap)) {
+    T value;
+    std::memcpy(&value, address, sizeof value);
+    value = q7if_swapped(value);
+    std::memcpy(address, &value, sizeof value);
+  }
   return result;
 }
 
@@ -282,15 +288,21 @@ bool q7if_block(const Handle &h, uint32_t method, const void *bytes, uint64_t le
   return h.file(method, 0, 0, tags) != 0;
 }
 
+bool q7if_is_top(const void *id) { return std::memcmp(id, "FORM", 4) == 0 || std::memcmp(id, "Q7D8", 4) == 0; }
+
 bool q7if_read_header(const Handle &h, void *id, void *form) {
   const int32_t earlier = std::exchange(h.error(), 0);
-  const bool entered = q7if_begin_read(h, id) != 0;
-  const bool ours = entered && (std::memcmp(id, "FORM", 4) == 0 || std::memcmp(id, "Q7D8", 4) == 0);
-  if (ours && (!form || q7if_block(h, Q7M_FILE_READ, form, 4))) {
+  char characters[4] = {};
+  const bool entered = q7if_begin_read(h, characters) != 0;
+  const bool ours = q7if_is_top(characters);
+  std::memcpy(id, characters, sizeof characters);
+  if (entered && ours && (!form || q7if_block(h, Q7M_FILE_READ, form, 4))) {
     h.error() = earlier;
     return true;
   }
-  if (entered || (h.error() != Q7FE_NEEDS_64 && h.error() != Q7FE_CORRUPTED)) h.error() = Q7FE_NOT_IFF;
+  // A size says something only behind an id that is known.
+  const bool size_refused = h.error() == Q7FE_NEEDS_64 || h.error() == Q7FE_CORRUPTED;
+  if (!ours || !size_refused) h.error() = Q7FE_NOT_IFF;
   return false;
 }
 

@@ -1,6 +1,6 @@
-// arraykernels: transforms, normalising and noise of eight points at once, for the paths with wide registers. D is eight
-// doubles; eight 32-bit integers are one AVX2 register on both. Every operation and its order is that of the one-point
-// function, lane by lane; what is left over behind the last eight goes through the baseline.
+// arraykernels: transforms, normalising and noise of eight points at once, for the paths with wide registers. D is
+// eight doubles; eight 32-bit integers are one AVX2 register on both. Every operation and its order is that of the
+// one-point function, lane by lane; what is left over behind the last eight goes through the baseline.
 #ifndef Q7_MATH_ARRAYKERNELS_HPP
 #define Q7_MATH_ARRAYKERNELS_HPP
 
@@ -18,14 +18,58 @@ constexpr int32_t lanes = 8;
 inline __m256i ints(int32_t v) { return _mm256_set1_epi32(v); }
 inline __m256i plus(__m256i a, __m256i b) { return _mm256_add_epi32(a, b); }
 
-// T[i] in the low and T[i + 1] in the high half of each lane.
-inline __m256i table_pairs(__m256i i) {
-  return _mm256_i32gather_epi32(reinterpret_cast<const int *>(q7_random_table.value),
-                                _mm256_and_si256(i, ints(32767)), 2);
+// The indices of eight points, masked, in memory: single loads take less time than the machine's gather instructions,
+// which most processors run as microcode since they were hardened.
+struct Indices {
+  alignas(32) uint32_t at[lanes];
+  explicit Indices(__m256i i) { _mm256_store_si256(reinterpret_cast<__m256i *>(at), _mm256_and_si256(i, ints(32767))); }
+};
+
+inline int load_pair(const uint16_t *p) {
+  int pair;
+  __builtin_memcpy(&pair, p, sizeof pair);
+  return pair;
 }
+inline __m128i four_pairs(const uint16_t *t, const uint32_t *at) {
+  __m128i v = _mm_cvtsi32_si128(load_pair(t + at[0]));
+  v = _mm_insert_epi32(v, load_pair(t + at[1]), 1);
+  v = _mm_insert_epi32(v, load_pair(t + at[2]), 2);
+  return _mm_insert_epi32(v, load_pair(t + at[3]), 3);
+}
+inline __m128i two_quads(const uint16_t *t, const uint32_t *at) {
+  const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(t + at[0]));
+  const __m128i high = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(t + at[1]));
+  return _mm_unpacklo_epi64(low, high);
+}
+
+// T[i] in the low and T[i + 1] in the high half of each lane, and the same of T[T[i]] and T[T[i + 1]].
+inline __m256i pairs_of(const Q7RandomTable &t, __m256i i) {
+  const Indices k(i);
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(four_pairs(t.value, k.at)), four_pairs(t.value, k.at + 4), 1);
+}
+inline __m256i table_pairs(__m256i i) { return pairs_of(q7_random_table, i); }
+inline __m256i table_twice_pairs(__m256i i) { return pairs_of(q7_random_table_twice, i); }
 inline __m256i low_half(__m256i pairs) { return _mm256_and_si256(pairs, ints(0xffff)); }
 inline __m256i high_half(__m256i pairs) { return _mm256_srli_epi32(pairs, 16); }
-inline __m256i table(__m256i i) { return low_half(table_pairs(i)); }
+
+// T[i] to T[i + 3] of eight points: points 0 to 3 and 4 to 7 in 64-bit lanes.
+struct Quads {
+  __m256i low, high;
+  Quads(const Q7RandomTable &t, __m256i i) {
+    const Indices k(i);
+    low = _mm256_inserti128_si256(_mm256_castsi128_si256(two_quads(t.value, k.at)), two_quads(t.value, k.at + 2), 1);
+    high =
+        _mm256_inserti128_si256(_mm256_castsi128_si256(two_quads(t.value, k.at + 4)), two_quads(t.value, k.at + 6), 1);
+  }
+  // Value k of the eight points as integers: pairs of values first, then one of the pair.
+  template <int k>
+  __m256i value() const {
+    const __m256 lo = _mm256_castsi256_ps(low), hi = _mm256_castsi256_ps(high);
+    const __m256 mixed = k < 2 ? _mm256_shuffle_ps(lo, hi, 0x88) : _mm256_shuffle_ps(lo, hi, 0xdd);
+    const __m256i pairs = _mm256_permute4x64_epi64(_mm256_castps_si256(mixed), 0xd8);
+    return k % 2 ? high_half(pairs) : low_half(pairs);
+  }
+};
 
 // One coordinate of eight points on the lattice, as LatticeCoordinate.
 template <class D>
@@ -51,8 +95,8 @@ D noise(D px, D py, D pz) {
   const Coordinate<D> x(px), y(py), z(pz);
   const __m256i offset = ints(static_cast<int32_t>(q7::offset_linear));
   const __m256i ix = plus(x.cell, offset), iy = plus(y.cell, offset), iz = plus(z.cell, offset);
-  const __m256i tz = table_pairs(iz), ty = table_pairs(iy);
-  const __m256i z0 = plus(ix, table(low_half(tz))), z1 = plus(ix, table(high_half(tz)));
+  const __m256i tz = table_twice_pairs(iz), ty = table_pairs(iy);
+  const __m256i z0 = plus(ix, low_half(tz)), z1 = plus(ix, high_half(tz));
   const __m256i y0 = low_half(ty), y1 = high_half(ty);
   const Mix<D> along_x(x.fraction), along_y(y.fraction), along_z(z.fraction);
   auto row = [&](__m256i base) {
@@ -83,36 +127,46 @@ D smooth_noise(D px, D py, D pz) {
   const Spline<D> wx(x.fraction), wy(y.fraction), wz(z.fraction);
   const __m256i offset = ints(static_cast<int32_t>(q7::offset_cubic));
   const __m256i ix = plus(x.cell, offset), iy = plus(y.cell, offset), iz = plus(z.cell, offset);
-  const __m256i y01 = table_pairs(iy), y23 = table_pairs(plus(iy, ints(2)));
-  const __m256i z01 = table_pairs(iz), z23 = table_pairs(plus(iz, ints(2)));
-  const __m256i rows[4] = {plus(ix, low_half(y01)), plus(ix, high_half(y01)), plus(ix, low_half(y23)),
-                           plus(ix, high_half(y23))};
+  const Quads ty(q7_random_table, iy), tz(q7_random_table_twice, iz);
+  const __m256i rows[4] = {plus(ix, ty.value<0>()), plus(ix, ty.value<1>()), plus(ix, ty.value<2>()),
+                           plus(ix, ty.value<3>())};
   auto row = [&](__m256i base) {
-    const typename D::Quads quads(q7_random_table.value, _mm256_and_si256(base, ints(32767)));
-    return wx.b0 * quads.template value<0>() + wx.b1 * quads.template value<1>() + wx.b2 * quads.template value<2>() +
-           wx.b3 * quads.template value<3>();
+    const typename D::RowValues values(Quads(q7_random_table, base));
+    return wx.b0 * values.template get<0>() + wx.b1 * values.template get<1>() + wx.b2 * values.template get<2>() +
+           wx.b3 * values.template get<3>();
   };
-  auto plane = [&](__m256i tz) {
-    const __m256i zk = table(tz);
+  auto plane = [&](__m256i zk) {
     return wy.b0 * row(plus(rows[0], zk)) + wy.b1 * row(plus(rows[1], zk)) + wy.b2 * row(plus(rows[2], zk)) +
            wy.b3 * row(plus(rows[3], zk));
   };
-  const D sum = wz.b0 * plane(low_half(z01)) + wz.b1 * plane(high_half(z01)) + wz.b2 * plane(low_half(z23)) +
-                wz.b3 * plane(high_half(z23));
+  const D sum = wz.b0 * plane(tz.value<0>()) + wz.b1 * plane(tz.value<1>()) + wz.b2 * plane(tz.value<2>()) +
+                wz.b3 * plane(tz.value<3>());
   return (sum / D::set1(216)).one_nan();
 }
 
-// Each table value of the lattice vectors, looked up once: the coordinate, T of it and T[T] of it.
+// Two neighbouring lattice coordinates: T and T[T] of each.
 struct Hashed {
-  __m256i at[2], t[2], tt[2];
-  explicit Hashed(__m256i i) {
-    const __m256i pairs = table_pairs(i);
-    at[0] = i;
-    at[1] = plus(i, ints(1));
-    t[0] = low_half(pairs);
-    t[1] = high_half(pairs);
-    tt[0] = table(t[0]);
-    tt[1] = table(t[1]);
+  __m256i at, t[2], tt[2];
+  explicit Hashed(__m256i i) : at(i) {
+    const __m256i once = table_pairs(i), twice = table_twice_pairs(i);
+    t[0] = low_half(once);
+    t[1] = high_half(once);
+    tt[0] = low_half(twice);
+    tt[1] = high_half(twice);
+  }
+};
+
+// The three components are the same function of the coordinates in turned order, (a, b, c), (b, c, a) and (c, a, b):
+// T[first + T[second] + T[T[third]]], whose two neighbours along the first coordinate lie side by side in the table.
+struct Corners {
+  __m256i pairs[2][2];  // by second and third
+  Corners(const Hashed &first, const Hashed &second, const Hashed &third) {
+    for (int s = 0; s < 2; ++s) {
+      for (int t = 0; t < 2; ++t) pairs[s][t] = table_pairs(plus(first.at, plus(second.t[s], third.tt[t])));
+    }
+  }
+  __m256i at(int first, int second, int third) const {
+    return first ? high_half(pairs[second][third]) : low_half(pairs[second][third]);
   }
 };
 
@@ -123,14 +177,14 @@ void vec_noise(D px, D py, D pz, D *r) {
   const Hashed a(plus(x.cell, offset)), b(plus(y.cell, offset)), c(plus(z.cell, offset));
   const Mix<D> along_x(x.fraction), along_y(y.fraction), along_z(z.fraction);
   auto interpolated = [&](auto corner) {
-    auto row = [&](int j, int k) { return along_x(corner(0, j, k), corner(1, j, k)); };
+    auto row = [&](int j, int k) { return along_x(D::from_ints(corner(0, j, k)), D::from_ints(corner(1, j, k))); };
     auto plane = [&](int k) { return along_y(row(0, k), row(1, k)); };
     return along_z(plane(0), plane(1)).one_nan();
   };
-  auto value = [](__m256i i, __m256i j, __m256i k) { return D::from_ints(table(plus(plus(i, j), k))); };
-  r[0] = interpolated([&](int i, int j, int k) { return value(a.at[i], b.t[j], c.tt[k]); });
-  r[1] = interpolated([&](int i, int j, int k) { return value(b.at[j], c.t[k], a.tt[i]); });
-  r[2] = interpolated([&](int i, int j, int k) { return value(c.at[k], a.t[i], b.tt[j]); });
+  const Corners abc(a, b, c), bca(b, c, a), cab(c, a, b);
+  r[0] = interpolated([&](int i, int j, int k) { return abc.at(i, j, k); });
+  r[1] = interpolated([&](int i, int j, int k) { return bca.at(j, k, i); });
+  r[2] = interpolated([&](int i, int j, int k) { return cab.at(k, i, j); });
 }
 
 // The arrays.
@@ -165,9 +219,7 @@ void transform_l_array(Q7Vector *r, const Q7Matrix *m, const Q7Vector *v, int32_
   for (; i + lanes <= n; i += lanes) {
     D x, y, z;
     D::load_points(v + i, x, y, z);
-    auto row = [&](int k) {
-      return (D::set1(e[k][0]) * x + D::set1(e[k][1]) * y + D::set1(e[k][2]) * z).one_nan();
-    };
+    auto row = [&](int k) { return (D::set1(e[k][0]) * x + D::set1(e[k][1]) * y + D::set1(e[k][2]) * z).one_nan(); };
     D::store_points(r + i, row(0), row(1), row(2));
   }
   q7::baseline_path.transform_l_array(r + i, m, v + i, n - i);

@@ -24,8 +24,8 @@ Q7Matrix *concat(Q7Matrix *r, const Q7Matrix *a, const Q7Matrix *b) {
 }
 
 // The cross product of V4Cross: with the components of each vector arranged as (y,x,x,x), (z,z,y,y), (w,w,w,z), each
-// lane is the determinant of its row of three, and lanes y and w change sign. The two-by-two determinants of b and c are
-// shared by two products each.
+// lane is the determinant of its row of three, and lanes y and w change sign. The two-by-two determinants of b and c
+// are shared by two products each.
 template <class V>
 struct Arranged {
   V first, second, third;

@@ -38,9 +38,7 @@ struct SplineWeights {
     b[2] = 3 * (t + (t2 - t3)) + 1;
     b[3] = t3;
   }
-  double operator()(double p, double q, double r, double s) const {
-    return b[0] * p + b[1] * q + b[2] * r + b[3] * s;
-  }
+  double operator()(double p, double q, double r, double s) const { return b[0] * p + b[1] * q + b[2] * r + b[3] * s; }
 };
 
 inline double noise_3d(const Q7Vector &p) {

@@ -110,17 +110,13 @@ struct Eight {
     store_four(&p[4].x, x.hi, y.hi, z.hi);
   }
 
-  // Four consecutive table values for each of eight points.
-  struct Quads {
-    __m256i low, high;  // values 0 and 1, and 2 and 3, in the halves of 32-bit lanes
-    Quads(const uint16_t *table, __m256i i) {
-      low = _mm256_i32gather_epi32(reinterpret_cast<const int *>(table), i, 2);
-      high = _mm256_i32gather_epi32(reinterpret_cast<const int *>(table + 2), i, 2);
-    }
+  // The values of a row of four lattice points.
+  struct RowValues {
+    Quads quads;
+    explicit RowValues(const Quads &q) : quads(q) {}
     template <int k>
-    Eight value() const {
-      const __m256i pairs = k < 2 ? low : high;
-      return from_ints(k % 2 ? _mm256_srli_epi32(pairs, 16) : _mm256_and_si256(pairs, _mm256_set1_epi32(0xffff)));
+    Eight get() const {
+      return from_ints(quads.value<k>());
     }
   };
 };

@@ -61,12 +61,12 @@ struct Eight {
     _mm512_storeu_pd(d + 16, _mm512_permutex2var_pd(c, _mm512_setr_epi64(0, 13, 2, 3, 14, 5, 6, 15), z.v));
   }
 
-  // Four consecutive table values for each of eight points, in 64-bit lanes.
-  struct Quads {
+  // The values of a row of four lattice points, in 64-bit lanes.
+  struct RowValues {
     __m512i four;
-    Quads(const uint16_t *table, __m256i i) : four(_mm512_i32gather_epi64(i, table, 2)) {}
+    explicit RowValues(const Quads &q) : four(_mm512_inserti64x4(_mm512_castsi256_si512(q.low), q.high, 1)) {}
     template <int k>
-    Eight value() const {
+    Eight get() const {
       // One byte shuffle moves value k to the bottom of its lane and clears the rest.
       constexpr int64_t lane0 = static_cast<int64_t>(0x8080808080800000) | ((2 * k + 1) << 8) | (2 * k);
       constexpr int64_t lane1 = lane0 + 0x0808;

@@ -75,8 +75,8 @@ void vec_noise_array(Q7Vector *r, const Q7Vector *p, int32_t n) {
 
 namespace q7 {
 
-constinit const Q7MathPath baseline_path = {"baseline",        concat<Four>, invert<Four>,       transform_array,
-                                            transform_l_array, norm_array,   noise_array,        smooth_noise_array,
-                                            vec_noise_array};
+constinit const Q7MathPath baseline_path = {"baseline",      concat<Four>,       invert<Four>,
+                                            transform_array, transform_l_array,  norm_array,
+                                            noise_array,     smooth_noise_array, vec_noise_array};
 
 }  // namespace q7

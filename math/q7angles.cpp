@@ -229,7 +229,7 @@ Q7Matrix turn_about(int axis, double angle) {
 // of the first two where i = k. What is left after undoing the first turn is R(j) R(k), whose row j shows the third.
 void euler_from_rows(const double rows[3][3], const EulerOrder &order, double *angles) {
   const int i = order.first, j = order.second;
-  const int k = 3 - i - j;                        // the axis that is neither
+  const int k = 3 - i - j;                         // the axis that is neither
   const double e = (j - i + 3) % 3 == 1 ? 1 : -1;  // i, j, k in cyclic order or not
   const bool twice = order.third == i;
   // Components that carry the first turn: its sine and cosine times a common factor that vanishes at the pole.

@@ -1,5 +1,5 @@
-// q7color: colours and the class that holds one. Hues run as the class of user interfaces expects: pure red is the end of
-// the turn, brightness is the largest channel.
+// q7color: colours and the class that holds one. Hues run as the class of user interfaces expects: pure red is the end
+// of the turn, brightness is the largest channel.
 #include "math/q7color.h"
 
 #include <algorithm>
@@ -26,13 +26,13 @@ namespace {
 
 constexpr double two_pi = 6.283185307179586;
 constexpr double pi = 3.141592653589793;
-constexpr double third = 2.0943951023931953;       // a third of the turn
+constexpr double third = 2.0943951023931953;  // a third of the turn
 constexpr double two_thirds = 4.1887902047863905;
-constexpr double yellow = 1.0471975511965976;      // pi / 3
-constexpr double magenta = 5.235987755982988;      // 5 pi / 3
+constexpr double yellow = 1.0471975511965976;  // pi / 3
+constexpr double magenta = 5.235987755982988;  // 5 pi / 3
 
-// The hue angle of stretched channels (largest 1, smallest 0). Each third of the turn has its own secondary colour in the
-// middle. The order of the tests puts pure red at the end of the turn.
+// The hue angle of stretched channels (largest 1, smallest 0). Each third of the turn has its own secondary colour in
+// the middle. The order of the tests puts pure red at the end of the turn.
 double hue_angle(double r, double g, double b) {
   if ((g < r && b < g) || (g >= r && b < r)) {
     return g <= r ? yellow - (1 - g) * 0.5 * third : yellow + (1 - r) * 0.5 * third;

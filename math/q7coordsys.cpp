@@ -19,9 +19,7 @@ Q7Vector along_axes(const Q7Vector &d, const Q7CoordSys &cs) {
   return {q7::dot(d, cs.hor), q7::dot(d, cs.vert), q7::dot(d, cs.norm)};
 }
 
-Q7Vector combination(const Q7Vector &p, const Q7CoordSys &cs) {
-  return p.x * cs.hor + p.y * cs.vert + p.z * cs.norm;
-}
+Q7Vector combination(const Q7Vector &p, const Q7CoordSys &cs) { return p.x * cs.hor + p.y * cs.vert + p.z * cs.norm; }
 
 Q7Vector polar_direction(const Q7CoordSys &cs, double az, double el, double len) {
   const q7::SinCos a(az), e(el);

@@ -2,8 +2,8 @@
  * in and out, combining, reshaping, measuring, turning, streaming.
  *
  * Axes need not be of unit length nor perpendicular: a frame may carry scale and skew; one whose norm points against
- * hor x vert is mirrored. Functions that need a unit or an orthonormal frame say so. Destination first, and it may be an
- * operand. Pure functions; any thread. */
+ * hor x vert is mirrored. Functions that need a unit or an orthonormal frame say so. Destination first, and it may be
+ * an operand. Pure functions; any thread. */
 #ifndef Q7_MATH_Q7COORDSYS_H
 #define Q7_MATH_Q7COORDSYS_H
 
@@ -52,8 +52,9 @@ Q7_API int32_t Q7CsPrepareLinComp(Q7CoordSys *r, const Q7CoordSys *cs);
 /* ---- Polar angles: azimuth in the hor-vert plane from hor (0) towards vert (pi/2), elevation towards norm ---- */
 
 /**
- * Azimuth (-pi, pi], elevation and length of the direction v, stored at az, el, len. v is normalised in place. Along the
- * normal itself the azimuth is 0 and the elevation has the opposite sign: -pi/2 for v along +norm, pi/2 along -norm.
+ * Azimuth (-pi, pi], elevation and length of the direction v, stored at az, el, len. v is normalised in place. Along
+ * the normal itself the azimuth is 0 and the elevation has the opposite sign: -pi/2 for v along +norm, pi/2 along
+ * -norm.
  */
 Q7_API void Q7CsVToPolar(double *az, double *el, double *len, Q7Vector *v, const Q7CoordSys *cs);
 /** v = the direction of polar angles, len long. @return v */
@@ -87,9 +88,9 @@ Q7_API Q7CoordSys *Q7CsRemoveRotation(Q7CoordSys *cs);
 /** Smallest and largest coordinates of n points (n at least 1) along the axes, measured by products with the axes as
  * they are, from the origin. */
 Q7_API void Q7CsBoundingBox(const Q7CoordSys *cs, const Q7Vector *pts, int32_t n, Q7Vector *min, Q7Vector *max);
-/** Grows cs towards containing the box of another frame (its origin, the tips of its axes and the opposite corner): moves
- * the origin where the box begins before it, lengthens axes that the box exceeds. One call does not lengthen an axis to
- * make up for its own moving of the origin; call again until it answers 0. @return 1 if cs changed, else 0 */
+/** Grows cs towards containing the box of another frame (its origin, the tips of its axes and the opposite corner):
+ * moves the origin where the box begins before it, lengthens axes that the box exceeds. One call does not lengthen an
+ * axis to make up for its own moving of the origin; call again until it answers 0. @return 1 if cs changed, else 0 */
 Q7_API int32_t Q7CsFit(Q7CoordSys *cs, const Q7CoordSys *other);
 
 /* ---- Orientation of a frame relative to another, as angles (q7angles.h) ----
@@ -106,10 +107,10 @@ Q7_API void Q7CsGetAnglesT(double *angles, const Q7CoordSys *cs, const Q7CoordSy
 /** Turns cs to the heading, pitch, twist relative to reference. @return cs */
 Q7_API Q7CoordSys *Q7CsSetAnglesT(Q7CoordSys *cs, const Q7CoordSys *reference, const double *angles);
 
-/* Fast angles: heading, pitch, bank without trigonometry. A fast angle runs once around the square |c| + |s| = 1 instead
- * of the circle: 0 at 0, 1 at pi/2, 2 at pi, -1 at -pi/2, monotonic between; s / (|c| + |s|) on the right half. Fast
- * angles compare and sort as angles do, and conversion to and from axes takes only products, quotients and roots, so
- * it gives the same bits on every machine. Whole turns (4) are ignored. Ranges: (-2, 2], pitch [-1, 1]. */
+/* Fast angles: heading, pitch, bank without trigonometry. A fast angle runs once around the square |c| + |s| = 1
+ * instead of the circle: 0 at 0, 1 at pi/2, 2 at pi, -1 at -pi/2, monotonic between; s / (|c| + |s|) on the right half.
+ * Fast angles compare and sort as angles do, and conversion to and from axes takes only products, quotients and roots,
+ * so it gives the same bits on every machine. Whole turns (4) are ignored. Ranges: (-2, 2], pitch [-1, 1]. */
 
 /** fast = the fast angles of cs relative to reference. */
 Q7_API void Q7CsGetFastAngles(double *fast, const Q7CoordSys *cs, const Q7CoordSys *reference);

@@ -258,8 +258,8 @@ Q7Matrix *Q7MxConcatOrthogonal(Q7Matrix *m, double x0, double x1, double y0, dou
   return concat_right(m, *Q7MxOrthogonal(&x, x0, x1, y0, y1));
 }
 
-// (y0 - y1) turns y downwards, as pictures count their lines; with m[3][3] = -1 the division by w turns it back together
-// with x and z. Viewers rely on the pair.
+// (y0 - y1) turns y downwards, as pictures count their lines; with m[3][3] = -1 the division by w turns it back
+// together with x and z. Viewers rely on the pair.
 Q7Matrix *Q7MxOrtho(Q7Matrix *m, double x0, double x1, double y0, double y1, double z0, double z1) {
   *m = {};
   m->m[0][0] = 2 / (x1 - x0);

@@ -7,10 +7,10 @@
  *   origin.
  * - Q7MxConcat(r, a, b) is the ordinary product a b, so b acts on a point first. Every Q7MxConcat...(m, ...) multiplies
  *   on the right, m = m X: the new operation acts before what m already did.
- * - A positive angle turns CLOCKWISE seen from the tip of the axis towards the origin: about Z, by pi/2, (1,0,0) goes to
- *   (0,-1,0). Quaternions made from an axis and an angle turn the same way.
- * - Destination first, then points and vectors, then scalars; constructors overwrite the whole matrix and return it. The
- *   destination may be an operand except in Q7MxTranspose and Q7MxConcat.
+ * - A positive angle turns CLOCKWISE seen from the tip of the axis towards the origin: about Z, by pi/2, (1,0,0) goes
+ * to (0,-1,0). Quaternions made from an axis and an angle turn the same way.
+ * - Destination first, then points and vectors, then scalars; constructors overwrite the whole matrix and return it.
+ * The destination may be an operand except in Q7MxTranspose and Q7MxConcat.
  * - Pure functions: no allocation, no report; any thread. */
 #ifndef Q7_MATH_Q7MATRIX_H
 #define Q7_MATH_Q7MATRIX_H
@@ -131,8 +131,8 @@ Q7_API Q7Matrix *Q7MxOrtho(Q7Matrix *m, double x0, double x1, double y0, double 
 Q7_API Q7Matrix *Q7MxPerspective(Q7Matrix *m, double x0, double x1, double y0, double y1, double d, double e);
 /** m = m X. @return m */
 Q7_API Q7Matrix *Q7MxConcatPerspective(Q7Matrix *m, double x0, double x1, double y0, double y1, double d, double e);
-/** Perspective frustum with the rectangle on the near plane z0 and the far plane z1, looking along -z. The y pair enters
- * as (y0 - y1). @return m */
+/** Perspective frustum with the rectangle on the near plane z0 and the far plane z1, looking along -z. The y pair
+ * enters as (y0 - y1). @return m */
 Q7_API Q7Matrix *Q7MxPersp(Q7Matrix *m, double x0, double x1, double y0, double y1, double z0, double z1);
 /** Central projection from the coordinate origin onto the plane through o with normal n. @return m */
 Q7_API Q7Matrix *Q7MxPlaneHitByDirection(Q7Matrix *m, const Q7Vector *o, const Q7Vector *n);

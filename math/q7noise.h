@@ -3,9 +3,9 @@
  * every machine and in every version: stored scenes depend on it. No value here may ever change.
  *
  * The lattice. A position is multiplied by 25: the lattice spacing is 1/25 of a unit. The cell of a coordinate X is
- * trunc(X), less one if X < 0; so a negative whole number lies at the right border of the cell below (fraction 1), where
- * the value is the same. Beyond 2^31 lattice cells the functions go on without sense, but also without fault; a NaN
- * coordinate gives NaN.
+ * trunc(X), less one if X < 0; so a negative whole number lies at the right border of the cell below (fraction 1),
+ * where the value is the same. Beyond 2^31 lattice cells the functions go on without sense, but also without fault; a
+ * NaN coordinate gives NaN.
  *
  * The families:
  *   value noise          random values at the lattice points, interpolated linearly (no fade: cells show their edges)
@@ -109,8 +109,8 @@ Q7_API Q7Vector *Q7VecNoise4D(Q7Vector *r, const Q7Vector4 *p);
 Q7_API double _Q7SmoothNoise4D(const Q7Vector4 *p);
 /** Smooth vector noise, components 0..32767. @return r */
 Q7_API Q7Vector *_Q7SmoothNoise4DTo3D(Q7Vector *r, const Q7Vector4 *p);
-/** Point noise over the 81 cells around p; the feature point of a cell lies at the cell's corner plus Q7VecRnd4D / 32767
- * and, for w, the coordinates turned by three places. 0..1. */
+/** Point noise over the 81 cells around p; the feature point of a cell lies at the cell's corner plus Q7VecRnd4D /
+ * 32767 and, for w, the coordinates turned by three places. 0..1. */
 Q7_API double Q7Point4Dto1DBase(const Q7Vector4 *p);
 /** r = the distances of the nearest, second and third nearest feature point, each at most 1. @return r */
 Q7_API Q7Vector *Q7Point4Dto3DBase(Q7Vector *r, const Q7Vector4 *p);

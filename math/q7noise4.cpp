@@ -1,5 +1,6 @@
-// q7noise4: four-dimensional noise: the lattice, hashing and interpolation of q7noise.cpp with one coordinate more. Where
-// three dimensions hash T[i + T[j] + T[T[k]]], the fourth adds T[T[T[l]]]. The values are fixed for ever, as all noise.
+// q7noise4: four-dimensional noise: the lattice, hashing and interpolation of q7noise.cpp with one coordinate more.
+// Where three dimensions hash T[i + T[j] + T[T[k]]], the fourth adds T[T[T[l]]]. The values are fixed for ever, as all
+// noise.
 #include <cmath>
 
 #include "math/noisebase.hpp"
@@ -30,7 +31,14 @@ struct Lattice4 {
   LatticeCoordinate x, y, z, w;
   uint32_t ix, iy, iz, iw;
   Lattice4(const Q7Vector4 &p, uint32_t offset)
-      : x(p.x), y(p.y), z(p.z), w(p.w), ix(x.cell + offset), iy(y.cell + offset), iz(z.cell + offset), iw(w.cell + offset) {}
+      : x(p.x),
+        y(p.y),
+        z(p.z),
+        w(p.w),
+        ix(x.cell + offset),
+        iy(y.cell + offset),
+        iz(z.cell + offset),
+        iw(w.cell + offset) {}
 };
 
 // Interpolates the 16 corners of the cell, x first, w last. `corner` is a hash.
@@ -42,9 +50,7 @@ auto linear(const Q7Vector4 &p, Corner corner) {
     return mixed(at.x.fraction, corner(at.ix, at.iy + dj, at.iz + dk, at.iw + dl),
                  corner(at.ix + 1, at.iy + dj, at.iz + dk, at.iw + dl));
   };
-  auto along_y = [&](uint32_t dk, uint32_t dl) {
-    return mixed(at.y.fraction, along_x(0, dk, dl), along_x(1, dk, dl));
-  };
+  auto along_y = [&](uint32_t dk, uint32_t dl) { return mixed(at.y.fraction, along_x(0, dk, dl), along_x(1, dk, dl)); };
   auto along_z = [&](uint32_t dl) { return mixed(at.z.fraction, along_y(0, dl), along_y(1, dl)); };
   return finished(mixed(at.w.fraction, along_z(0), along_z(1)));
 }

@@ -1,5 +1,5 @@
-// q7vector: arithmetic of three-dimensional vectors. Everything here is a pure function of its arguments; every function
-// reads its operands before it stores, so that the destination may be one of them. VRot alone stores early.
+// q7vector: arithmetic of three-dimensional vectors. Everything here is a pure function of its arguments; every
+// function reads its operands before it stores, so that the destination may be one of them. VRot alone stores early.
 #include "math/q7vector.h"
 
 #include <cmath>

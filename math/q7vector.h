@@ -9,8 +9,8 @@
  * - The functions are pure: no allocation, no report, no state; any thread may call them. Pointers are not checked,
  *   except those to streams.
  *
- * Mind VSub and VSubF: the second vector is subtracted FROM the third (b - a), so that VSub(r, from, to) is the way from
- * one point to the other. VFSub has the ordinary order. */
+ * Mind VSub and VSubF: the second vector is subtracted FROM the third (b - a), so that VSub(r, from, to) is the way
+ * from one point to the other. VFSub has the ordinary order. */
 #ifndef Q7_MATH_Q7VECTOR_H
 #define Q7_MATH_Q7VECTOR_H
 
@@ -191,8 +191,8 @@ Q7_API Q7Vector *VUnRot(Q7Vector *r, const Q7Vector *a, const Q7Vector *m);
 Q7_API Q7Vector *AngleToVec(Q7Vector *r, const Q7Vector *u, const Q7Vector *v, double t);
 /** Angle between two unit vectors, 0 to pi; a product outside [-1, 1] is clamped. */
 Q7_API double FindAngleUnit(const Q7Vector *a, const Q7Vector *b);
-/** Angle of v in the plane of the unit vectors u (angle 0) and w (angle pi/2), over the full circle; 0 for a zero v. A v
- * that is a rounding error below u gives 2 pi itself. */
+/** Angle of v in the plane of the unit vectors u (angle 0) and w (angle pi/2), over the full circle; 0 for a zero v. A
+ * v that is a rounding error below u gives 2 pi itself. */
 Q7_API double FindAngle(const Q7Vector *v, const Q7Vector *u, const Q7Vector *w);
 /** Parameter of v, over the full circle, on the ellipse with the conjugate semi-axes u (angle 0) and w (pi/2). */
 Q7_API double FindEllipticAngle(const Q7Vector *v, const Q7Vector *u, const Q7Vector *w);

@@ -3,6 +3,7 @@
 #include "math/q7vector4.h"
 
 #include <cmath>
+#include <cstring>
 
 #include "math/stream.hpp"
 #include "math/values.hpp"
@@ -42,11 +43,15 @@ Q7Vector4 *V4FSub(Q7Vector4 *a, const Q7Vector4 *b) {
   return a;
 }
 
-Q7Vector4 *V4Mul(Q7Vector4 *r, double s, const Q7Vector4 *a) { return V4Set(r, s * a->x, s * a->y, s * a->z, s * a->w); }
+Q7Vector4 *V4Mul(Q7Vector4 *r, double s, const Q7Vector4 *a) {
+  return V4Set(r, s * a->x, s * a->y, s * a->z, s * a->w);
+}
 
 Q7Vector4 *V4FMul(Q7Vector4 *a, double s) { return V4Mul(a, s, a); }
 
-Q7Vector4 *V4Div(Q7Vector4 *r, double s, const Q7Vector4 *a) { return V4Set(r, a->x / s, a->y / s, a->z / s, a->w / s); }
+Q7Vector4 *V4Div(Q7Vector4 *r, double s, const Q7Vector4 *a) {
+  return V4Set(r, a->x / s, a->y / s, a->z / s, a->w / s);
+}
 
 Q7Vector4 *V4FDiv(Q7Vector4 *a, double s) { return V4Div(a, s, a); }
 
@@ -65,9 +70,7 @@ Q7Vector4 *C4Div(Q7Vector4 *r, const Q7Vector4 *d, const Q7Vector4 *a) {
 
 Q7Vector4 *C4FDiv(Q7Vector4 *a, const Q7Vector4 *d) { return C4Div(a, d, a); }
 
-double P4Mul(const Q7Vector4 *a, const Q7Vector4 *b) {
-  return a->x * b->x + a->y * b->y + a->z * b->z + a->w * b->w;
-}
+double P4Mul(const Q7Vector4 *a, const Q7Vector4 *b) { return a->x * b->x + a->y * b->y + a->z * b->z + a->w * b->w; }
 
 double V4Len(const Q7Vector4 *a) { return std::sqrt(P4Mul(a, a)); }
 
@@ -172,11 +175,9 @@ void Q7LiftTo4DCopy(Q7Vector4 *dst, const Q7Vector4 *src, int32_t n) {
   }
 }
 
+// Bytes are moved, so that the arrays may be the same memory: a point never comes out behind the one it was read from.
 void Q7ConvertTo3D(Q7Vector *dst, const Q7Vector4 *src, int32_t n) {
-  for (int32_t i = 0; i < n; ++i) {
-    const Q7Vector4 p = src[i];
-    dst[i] = {p.x, p.y, p.z};
-  }
+  for (int32_t i = 0; i < n; ++i) std::memmove(dst + i, src + i, sizeof(Q7Vector));
 }
 
 int32_t Q7Vector4Write(const Q7Vector4 *v, Q7Object *stream) {

@@ -15,8 +15,8 @@ int32_t path_count;
 bool has_avx2() { return __builtin_cpu_supports("avx2") != 0; }
 
 bool has_avx512() {
-  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
-         __builtin_cpu_supports("avx512vl");
+  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+         __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
 }
 
 // Before all other initialisers, so that they already run on the best path.
@@ -39,25 +39,16 @@ __attribute__((constructor(101))) void choose_path() {
 
 namespace q7 {
 
-constinit Q7MathPath active_path = {"baseline",
-                                    [](Q7Matrix *r, const Q7Matrix *a, const Q7Matrix *b) {
-                                      return baseline_path.concat(r, a, b);
-                                    },
-                                    [](Q7Matrix *r, const Q7Matrix *m) { return baseline_path.invert(r, m); },
-                                    [](Q7Vector *r, const Q7Matrix *m, const Q7Vector *p, int32_t n) {
-                                      baseline_path.transform_array(r, m, p, n);
-                                    },
-                                    [](Q7Vector *r, const Q7Matrix *m, const Q7Vector *v, int32_t n) {
-                                      baseline_path.transform_l_array(r, m, v, n);
-                                    },
-                                    [](Q7Vector *v, int32_t n) { baseline_path.norm_array(v, n); },
-                                    [](double *r, const Q7Vector *p, int32_t n) { baseline_path.noise_array(r, p, n); },
-                                    [](double *r, const Q7Vector *p, int32_t n) {
-                                      baseline_path.smooth_noise_array(r, p, n);
-                                    },
-                                    [](Q7Vector *r, const Q7Vector *p, int32_t n) {
-                                      baseline_path.vec_noise_array(r, p, n);
-                                    }};
+constinit Q7MathPath active_path = {
+    "baseline",
+    [](Q7Matrix *r, const Q7Matrix *a, const Q7Matrix *b) { return baseline_path.concat(r, a, b); },
+    [](Q7Matrix *r, const Q7Matrix *m) { return baseline_path.invert(r, m); },
+    [](Q7Vector *r, const Q7Matrix *m, const Q7Vector *p, int32_t n) { baseline_path.transform_array(r, m, p, n); },
+    [](Q7Vector *r, const Q7Matrix *m, const Q7Vector *v, int32_t n) { baseline_path.transform_l_array(r, m, v, n); },
+    [](Q7Vector *v, int32_t n) { baseline_path.norm_array(v, n); },
+    [](double *r, const Q7Vector *p, int32_t n) { baseline_path.noise_array(r, p, n); },
+    [](double *r, const Q7Vector *p, int32_t n) { baseline_path.smooth_noise_array(r, p, n); },
+    [](Q7Vector *r, const Q7Vector *p, int32_t n) { baseline_path.vec_noise_array(r, p, n); }};
 
 // The columns' own products are too small to divide by. The direction that is lost is filled in from the column itself,
 // and the divisor is held at the limit, so that the caller gets large but finite numbers instead of none.

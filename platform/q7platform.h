@@ -260,8 +260,9 @@ typedef int32_t (*Q7LibraryEntry)(Q7App *app);
  * Q7RecordLibrary, are for.
  * @param path a path; a bare name is a file in the current folder
  * @param reserved1, reserved2 0
- * @return a handle for Q7LibraryClose; null, reported, when the file cannot be loaded, has no registration entry, or
- * its registration answers 0. The library is then closed again; if it left classes behind, its code stays in memory.
+ * @return a handle for Q7LibraryClose; null, silently, when the file does not exist or is no library; null, reported,
+ * when it cannot be loaded, has no registration entry, or its registration answers 0. The library is then closed again;
+ * if it left classes behind, its code stays in memory.
  */
 Q7_API void *Q7LibraryOpen(Q7App *app, const char *path, uint64_t reserved1, uint64_t reserved2);
 /**
@@ -345,10 +346,10 @@ Q7_API int32_t Q7GetTitleTextColor(double *rgba);
 Q7_API int32_t Q7Refresh(Q7Object *widget);
 
 /** Registers the window class, id 20, and with it the other classes of the layer that stand on the widget class, id 41:
- * frame and splitter (284). @return 1; 0, reported, when the widget class is missing */
+ * frame and splitter (284). The widget class is registered first. @return 1, or 0, reported */
 Q7_API int32_t Q7RegisterWindowClass(Q7App *app);
-/** Registers the native gadget classes, ids 26 and 80, on the gadget class, id 21. @return 1; 0, reported, when the
- * gadget class is missing */
+/** Registers the native gadget classes, ids 26 and 80, on the gadget class, id 21, which is registered first. @return
+ * 1, or 0, reported */
 Q7_API int32_t Q7RegisterOSGadgetClass(Q7App *app);
 /** Registers the icon class (and the font class, id 11); the icon class's id is the layer's own. Default: class 27.
  * @return 1, or 0, reported */

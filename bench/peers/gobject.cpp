@@ -44,9 +44,8 @@ void class_init(gpointer cl, gpointer) {
 }
 
 GType named_get_type() {
-  static const GType type =
-      g_type_register_static_simple(G_TYPE_OBJECT, "BenchNamed", sizeof(NamedClass), class_init, sizeof(Named), nullptr,
-                                    static_cast<GTypeFlags>(0));
+  static const GType type = g_type_register_static_simple(G_TYPE_OBJECT, "BenchNamed", sizeof(NamedClass), class_init,
+                                                          sizeof(Named), nullptr, static_cast<GTypeFlags>(0));
   return type;
 }
 

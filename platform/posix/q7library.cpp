@@ -2,6 +2,8 @@
 // itself is registered by the first and unregistered by the last. Code that a registered class still points to is never
 // taken out of memory.
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -81,6 +83,16 @@ bool let_go(void *handle, const char *path) {
   return true;
 }
 
+// Folders are offered to the opener whole, read-me files and all: what is no library is passed over without a word.
+bool is_library(const char *path) {
+  int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) return false;
+  char magic[4] = {};
+  bool found = read(file, magic, sizeof magic) == sizeof magic && memcmp(magic, "\177ELF", sizeof magic) == 0;
+  close(file);
+  return found;
+}
+
 int32_t call_entry(void *handle, const char *name, Q7App *app, int32_t missing) {
   auto entry = reinterpret_cast<Q7LibraryEntry>(dlsym(handle, name));
   return entry ? entry(app) : missing;
@@ -97,8 +109,9 @@ void *Q7LibraryOpen(Q7App *app, const char *path, uint64_t, uint64_t) {
   auto *file = static_cast<char *>(Q7AllocMem(room, 0));
   if (file) {
     snprintf(file, room, "%s%s", strchr(path, '/') ? "" : "./", path);
-    library->handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
-    if (!library->handle) Q7P_ERROR("q7library", "Cannot open %.400s: %.400s", path, dlerror());
+    bool sound = is_library(file);
+    if (sound) library->handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
+    if (sound && !library->handle) Q7P_ERROR("q7library", "Cannot open %.400s: %.400s", path, dlerror());
   }
   Q7FreeMem(file, room);
   if (library->handle && openings(library->handle) == 0) {

@@ -67,13 +67,15 @@ int64_t monotonic_ns() {
 
 bool open_loop() {
   terminated.store(false);
+  int error = 0;
   {
     Guard guard(descriptor_lock);
     if (descriptor < 0) descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (descriptor < 0) {
-      Q7P_ERROR("q7loop", "Cannot make the main loop's event descriptor: %s", strerrordesc_np(errno));
-      return false;
-    }
+    if (descriptor < 0) error = errno;
+  }
+  if (error) {
+    Q7P_ERROR("q7loop", "Cannot make the main loop's event descriptor: %s", strerrordesc_np(error));
+    return false;
   }
   if (woken.load()) signal_descriptor();
   return true;

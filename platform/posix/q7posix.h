@@ -10,7 +10,7 @@ Q7_BEGIN_DECLS
 /** Ids of the layer's own choice. */
 enum { Q7C_TIMER = 3, Q7C_MSGPORT = 4, Q7C_ICON = 27, Q7C_CURSOR = 28, Q7C_FRAME = 29 };
 /** Ids that the library and its clients ask for. */
-enum { Q7C_FONT = 11, Q7C_WINDOW = 20, Q7C_OSGADGET = 26, Q7C_OSGADGET2 = 80, Q7C_SPLITTER = 284 };
+enum { Q7C_FONT = 11, Q7C_OSGADGET = 26, Q7C_OSGADGET2 = 80, Q7C_SPLITTER = 284 };
 
 /** What Q7ProcessEventsA does (its argument). */
 enum {
@@ -65,14 +65,15 @@ typedef struct Q7PortMessage {
 
 /**
  * Window, class 20, superclass the widget class, 41. Attributes 20500 to 20549 are kept as they are set and given back;
- * all are int32_t but the draw context.
+ * all are int32_t but the draw context. Windows cannot be copied.
  */
 enum {
-  Q7A_WINDOW_FIRST = 20500,
+  Q7A_WINDOW_FIRST = 20500,        /**< First of the attributes that are kept. */
   Q7A_WINDOW_INNER_WIDTH = 20510,  /**< get: int32_t, width inside the border. */
   Q7A_WINDOW_INNER_HEIGHT = 20511, /**< get: int32_t. */
   Q7A_WINDOW_DRAW_CONTEXT = 20523, /**< Q7Object *, not referenced; null until one is set. */
-  Q7A_WINDOW_LAST = 20549
+  Q7A_WINDOW_LAST = 20549,         /**< Last of them. */
+  Q7A_WINDOW_FONT = 41513          /**< Q7Object *, referenced: the font its texts are measured with; null at first. */
 };
 
 /**
@@ -97,10 +98,10 @@ enum {
 
 /** Font, class 11, superclass the root class. Attributes 11500 to 11515 are kept as int32_t. */
 enum {
-  Q7A_FONT_FIRST = 11500,
+  Q7A_FONT_FIRST = 11500,  /**< First of the attributes that are kept. */
   Q7A_FONT_HEIGHT = 11501, /**< Pixels from line to line; 10 at first. */
   Q7A_FONT_ASCENT = 11504, /**< Pixels above the base line; 8 at first. */
-  Q7A_FONT_LAST = 11515,
+  Q7A_FONT_LAST = 11515,   /**< Last of them. */
   Q7FONT_DEFAULT_HEIGHT = 10,
   Q7FONT_DEFAULT_ASCENT = 8
 };

@@ -6,7 +6,8 @@
 // application; a key handle is only a scope and a text, so a store that had to be replaced does not invalidate it.
 //
 // One lock guards everything here. Nothing in here stops the application: without a store, reading finds nothing and
-// writing answers 0, and each kind of trouble is reported once an application.
+// writing answers 0, and each kind of trouble is reported once an application, behind the lock, since the host's
+// handler may read settings itself.
 #include <fcntl.h>
 #include <pthread.h>
 #include <sqlite3.h>
@@ -16,6 +17,7 @@
 
 #include <cerrno>
 #include <clocale>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -32,10 +34,12 @@ using namespace q7posix;
 
 namespace {
 
-constexpr int kBusyMs = 5000;       // how long another process's writes are waited for
-constexpr size_t kPathSize = 4096;  // bytes of a path
-constexpr size_t kTextSize = 512;   // bytes of the buffer that a text is read into
-constexpr int kMaxDamaged = 1000;   // damaged files that are kept side by side
+constexpr int kBusyMs = 5000;        // how long another process's writes are waited for
+constexpr size_t kPathSize = 4096;   // bytes of a path
+constexpr size_t kTextSize = 512;    // bytes of the buffer that a text is read into
+constexpr size_t kReportSize = 800;  // bytes of a report
+constexpr int kMaxReports = 4;       // reports of one call
+constexpr int kMaxDamaged = 1000;    // damaged files that are kept side by side
 
 // Values keep the type they are written with, because the value column has none.
 constexpr char kSchema[] =
@@ -51,8 +55,8 @@ constexpr const char *kSql[kStatements] = {
     "SELECT 1 FROM keys WHERE scope = ?1 AND key = ?2",
     "INSERT OR IGNORE INTO keys VALUES(?1, ?2)",
     "SELECT value FROM settings WHERE scope = ?1 AND key = ?2 AND name = ?3",
-    "INSERT INTO settings VALUES(?1, ?2, ?3, ?4) "
-    "ON CONFLICT(scope, key, name) DO UPDATE SET value = excluded.value WHERE value IS NOT excluded.value",
+    ("INSERT INTO settings VALUES(?1, ?2, ?3, ?4) "
+     "ON CONFLICT(scope, key, name) DO UPDATE SET value = excluded.value WHERE value IS NOT excluded.value"),
 };
 
 // What the user is told at most once an application.
@@ -73,15 +77,45 @@ struct Store {
   uint32_t reported;  // Trouble
   Q7List keys;        // open handles
   bool keys_made;
+  int32_t reports;  // texts that wait for the end of the call
+  char report[kMaxReports][kReportSize];
   char path[kPathSize];
 };
 Store db;
 pthread_mutex_t store_lock = PTHREAD_MUTEX_INITIALIZER;
 
+// A call into the store: holds the lock, and makes the call's reports once it is given back.
+class Session {
+ public:
+  Session() { pthread_mutex_lock(&store_lock); }
+  ~Session() {
+    char texts[kMaxReports][kReportSize];
+    int32_t count = db.reports;
+    memcpy(texts, db.report, static_cast<size_t>(count) * kReportSize);
+    db.reports = 0;
+    pthread_mutex_unlock(&store_lock);
+    for (int32_t i = 0; i < count; ++i) Q7P_ERROR("q7settings", "%s", texts[i]);
+  }
+  Session(const Session &) = delete;
+  Session &operator=(const Session &) = delete;
+};
+
+Q7_PRINTF(1, 2) void tell(const char *format, ...) {
+  if (db.reports == kMaxReports) return;
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(db.report[db.reports++], kReportSize, format, arguments);
+  va_end(arguments);
+}
+
 void tell_once(Trouble trouble, const char *what, const char *why) {
   if (db.reported & trouble) return;
   db.reported |= trouble;
-  Q7P_ERROR("q7settings", "%s: %.300s%s%.300s", what, db.path, *why ? ": " : "", why);
+  if (*db.path) {
+    tell("%.200s: %.300s: %.200s", what, db.path, why);
+  } else {
+    tell("%.200s", what);
+  }
 }
 
 // The store's path; false without a home folder.
@@ -173,7 +207,7 @@ void move_aside(const char *path) {
       snprintf(journal, sizeof journal, "%s-journal", path);
       snprintf(journal_aside, sizeof journal_aside, "%s-journal", aside);
       rename(journal, journal_aside);
-      Q7P_ERROR("q7settings", "The settings were damaged and are kept as %.500s; the defaults are used", aside);
+      tell("The settings were damaged and are kept as %.500s; the defaults are used", aside);
     }
   }
   if (turn >= 0) close(turn);
@@ -227,6 +261,7 @@ bool open_at_path(bool writing) {
 bool use_store(bool writing) {
   char path[kPathSize];
   if (!make_path(path)) {
+    if (!db.database) *db.path = 0;
     if (writing) tell_once(kNoHome, "Without a home folder no settings are kept", "");
     return false;
   }
@@ -318,7 +353,7 @@ bool make_key_row(const Key &key) {
 
 void *open_key(uint32_t scope, const char *text, bool make) {
   if (!text) return nullptr;
-  Guard guard(store_lock);
+  Session session;
   if (make ? !may_write() : !use_store(false)) return nullptr;
   Key *key = make_key(scope, text);
   if (!key) return nullptr;
@@ -333,7 +368,7 @@ void *open_key(uint32_t scope, const char *text, bool make) {
 // Calls take(statement) on the row of a value; false when there is none or take refuses its type.
 template <class Take>
 bool read_value(void *handle, const char *name, Take take) {
-  Guard guard(store_lock);
+  Session session;
   Key *key = as_key(handle);
   if (!key || !name || !use_store(false)) return false;
   sqlite3_stmt *statement = db.statements[kReadValue];
@@ -347,7 +382,7 @@ bool read_value(void *handle, const char *name, Take take) {
 
 template <class Bind>
 bool write_value(void *handle, const char *name, Bind bind) {
-  Guard guard(store_lock);
+  Session session;
   Key *key = as_key(handle);
   if (!key || !name || !may_write()) return false;
   sqlite3_stmt *statement = db.statements[kWriteValue];
@@ -377,7 +412,7 @@ bool parse_number(const char *text, double *value) {
 namespace q7posix {
 
 void close_settings() {
-  Guard guard(store_lock);
+  Session session;
   if (db.groups && db.database && db.owner == getpid()) {
     sqlite3_exec(db.database, "ROLLBACK", nullptr, nullptr, nullptr);
   }
@@ -396,7 +431,7 @@ void *Q7AppOpenRegistry(Q7App *, uint32_t scope, const char *key) { return open_
 void *Q7AppCreateRegistry(Q7App *, uint32_t scope, const char *key) { return open_key(scope, key, true); }
 
 int32_t Q7AppCloseRegistry(Q7App *, void *handle) {
-  Guard guard(store_lock);
+  Session session;
   Key *key = as_key(handle);
   if (!key) return 0;
   Q7Remove(&key->link);
@@ -446,7 +481,7 @@ int32_t Q7AppWriteRegistryString(Q7App *, void *key, const char *name, const cha
 }
 
 int32_t Q7AppBeginRegistryWrite(Q7App *, uint32_t) {
-  Guard guard(store_lock);
+  Session session;
   if (db.groups > 0 && db.database && db.owner != getpid()) db.groups = 0;
   if (db.groups++ > 0) return !db.group_failed;
   db.group_failed = false;
@@ -460,7 +495,7 @@ int32_t Q7AppBeginRegistryWrite(Q7App *, uint32_t) {
 }
 
 int32_t Q7AppEndRegistryWrite(Q7App *, uint32_t) {
-  Guard guard(store_lock);
+  Session session;
   if (db.groups == 0) return 0;
   if (db.groups > 1) {
     --db.groups;

@@ -4,13 +4,13 @@
 #include "platform/posix/attributes.hpp"
 #include "platform/posix/q7posix.h"
 #include "platform/posix/shape.hpp"
+#include "ui/q7gadget.h"
+#include "ui/q7widget.h"
 
 using namespace q7posix;
 
 namespace {
 
-constexpr uint32_t kWidgetClass = 41;
-constexpr uint32_t kGadgetClass = 21;
 // Attributes of every widget that are meant here.
 enum : uint32_t { kWidth = 41503, kHeight = 41504, kClientX = 41509, kClientY = 41510, kManager = 41543 };
 // A manager is told of a splitter's drag by this method: a: code, b: splitter, slot: distance.
@@ -53,22 +53,49 @@ constexpr AttributeRun window_runs[] = {
 };
 struct Window {  // instance data
   uint64_t values[Q7A_WINDOW_LAST - Q7A_WINDOW_FIRST + 1];
+  Q7Object *font;  // referenced (41513)
 };
 
-uint64_t q7wi_get(Q7Class *cl, Q7Object *obj, Q7TagItem *list) {
-  return walk<Window>(cl, obj, Q7M_GET, list, [&](Window &window, const Q7TagItem &item) {
+bool q7wi_set(Window &window, const Q7TagItem &item) {
+  if (item.tag != Q7A_WINDOW_FONT) return keep(window_runs, window.values, item);
+  auto *font = reinterpret_cast<Q7Object *>(item.data);
+  Q7Object *old = window.font;
+  send(font, Q7M_ADDREF);
+  window.font = font;
+  send(old, Q7M_RELEASE);
+  return true;
+}
+
+bool q7wi_get(Q7Object *obj, Window &window, const Q7TagItem &item) {
+  switch (item.tag) {
     // Without a display nothing is lost to borders: the inner size is the size.
-    if (item.tag == Q7A_WINDOW_INNER_WIDTH) return store<int32_t>(item, int_attribute(obj, kWidth));
-    if (item.tag == Q7A_WINDOW_INNER_HEIGHT) return store<int32_t>(item, int_attribute(obj, kHeight));
-    return give(window_runs, window.values, item);
-  });
+    case Q7A_WINDOW_INNER_WIDTH: return store<int32_t>(item, int_attribute(obj, kWidth));
+    case Q7A_WINDOW_INNER_HEIGHT: return store<int32_t>(item, int_attribute(obj, kHeight));
+    case Q7A_WINDOW_FONT: return store<Q7Object *>(item, window.font);
+    default: return give(window_runs, window.values, item);
+  }
+}
+
+uint64_t q7wi_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *list) {
+  auto *obj = reinterpret_cast<Q7Object *>(inherit(cl, receiver, Q7M_NEW, a, b, list));
+  if (obj) each_tag(list, [&](const Q7TagItem &item) { q7wi_set(data<Window>(cl, obj), item); });
+  return word(obj);
 }
 
 uint64_t q7wi_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   switch (method) {
-    case Q7M_NEW: return create<Window>(cl, obj, a, b, list, window_runs, no_init);
-    case Q7M_SET: return set<Window>(cl, obj, list, window_runs);
-    case Q7M_GET: return q7wi_get(cl, obj, list);
+    case Q7M_NEW: return q7wi_new(cl, obj, a, b, list);
+    case Q7M_DISPOSE: {
+      Q7Object *font = data<Window>(cl, obj).font;
+      data<Window>(cl, obj).font = nullptr;
+      send(font, Q7M_RELEASE);
+      return inherit(cl, obj, method, a, b, list);
+    }
+    case Q7M_SET: return walk<Window>(cl, obj, method, list, q7wi_set);
+    case Q7M_GET:
+      return walk<Window>(cl, obj, method, list,
+                          [&](Window &window, const Q7TagItem &item) { return q7wi_get(obj, window, item); });
+    case Q7M_COPY: return 0;  // a byte copy would stand in the tree without its parent's knowledge
     default: return inherit(cl, obj, method, a, b, list);
   }
 }
@@ -168,13 +195,16 @@ uint64_t picture_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t 
   }
 }
 
-constexpr ClassDef window_class = {Q7C_WINDOW,     kWidgetClass, "q7window", q7wi_dispatch,
-                                   sizeof(Window), nullptr,      "Window"};
-constexpr ClassDef frame_class = {Q7C_FRAME, kWidgetClass, "q7frame", q7fr_dispatch, sizeof(Frame), nullptr, "Frame"};
-constexpr ClassDef splitter_class = {Q7C_SPLITTER,     kWidgetClass, "q7splitter", q7sp_dispatch,
-                                     sizeof(Splitter), nullptr,      "Splitter"};
-constexpr ClassDef gadget_class = {Q7C_OSGADGET, kGadgetClass, "q7osgadget", nullptr, 0, nullptr, "Native Gadget"};
-constexpr ClassDef gadget2_class = {Q7C_OSGADGET2, kGadgetClass, "q7osgadget2", nullptr, 0, nullptr, "Native Gadget"};
+constexpr ClassDef window_class = {
+    Q7C_WINDOW, Q7C_WIDGET, "q7window", q7wi_dispatch, sizeof(Window), Q7RegisterWidgetClass, "Window"};
+constexpr ClassDef frame_class = {Q7C_FRAME, Q7C_WIDGET, "q7frame", q7fr_dispatch, sizeof(Frame), Q7RegisterWidgetClass,
+                                  "Frame"};
+constexpr ClassDef splitter_class = {Q7C_SPLITTER,          Q7C_WIDGET, "q7splitter", q7sp_dispatch, sizeof(Splitter),
+                                     Q7RegisterWidgetClass, "Splitter"};
+constexpr ClassDef gadget_class = {Q7C_OSGADGET,          Q7C_GADGET,     "q7osgadget", nullptr, 0,
+                                   Q7RegisterGadgetClass, "Native Gadget"};
+constexpr ClassDef gadget2_class = {Q7C_OSGADGET2,         Q7C_GADGET,     "q7osgadget2", nullptr, 0,
+                                    Q7RegisterGadgetClass, "Native Gadget"};
 constexpr ClassDef font_class = {Q7C_FONT, Q7C_ROOT, "q7font", q7fo_dispatch, sizeof(Font), Q7RegisterRootClass,
                                  "Font"};
 constexpr ClassDef icon_class = {
@@ -197,7 +227,7 @@ int32_t Q7RegisterIconClass(Q7App *app) { return register_class(app, icon_class)
 int32_t Q7RegisterCursorClass(Q7App *app) { return register_class(app, cursor_class); }
 
 int32_t Q7Refresh(Q7Object *widget) {
-  if (!widget || !Q7ClassIdIsOfKind(widget->clid, kWidgetClass)) return 0;
+  if (!widget || !Q7ClassIdIsOfKind(widget->clid, Q7C_WIDGET)) return 0;
   Q7WakeUpGui(Q7ApplicationContext);
   return 1;
 }

@@ -81,7 +81,8 @@ template <class T>
   double x[sizeof(T) / 8], y[sizeof(T) / 8];
   std::memcpy(x, &a, sizeof x);
   std::memcpy(y, &b, sizeof y);
-  for (size_t i = 0; i < sizeof(T) / 8; ++i) result << "[" << i << "] " << digits(x[i]) << " / " << digits(y[i]) << "  ";
+  for (size_t i = 0; i < sizeof(T) / 8; ++i)
+    result << "[" << i << "] " << digits(x[i]) << " / " << digits(y[i]) << "  ";
   return result;
 }
 
@@ -108,7 +109,7 @@ inline ::testing::AssertionResult is(const Q7Matrix &a, const Q7Matrix &b, doubl
     for (int j = 0; j < 4; ++j) {
       if (!(std::fabs(a.m[i][j] - b.m[i][j]) <= eps)) {
         auto result = ::testing::AssertionFailure();
-              return result << "[" << i << "][" << j << "] " << a.m[i][j] << " is not " << b.m[i][j];
+        return result << "[" << i << "][" << j << "] " << a.m[i][j] << " is not " << b.m[i][j];
       }
     }
   }
@@ -195,7 +196,8 @@ void check_aliasing(const char *name, F f, const Operands &...operands) {
   constexpr size_t count = sizeof...(Operands);
   const T original[count] = {operands...};
   auto call = [&](T *destination, T *values) {
-    [&]<size_t... I>(std::index_sequence<I...>) { f(destination, values + I...); }(std::make_index_sequence<count>());
+    [&]<size_t... I>(std::index_sequence<I...>) { f(destination, values + I...); }
+    (std::make_index_sequence<count>());
   };
   T values[count], separate;
   std::memcpy(values, original, sizeof values);

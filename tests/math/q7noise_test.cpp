@@ -100,9 +100,7 @@ TEST(Noise, TheTableFollowsItsRule) {
   static_assert(sizeof(rndtab) == 65536);
 }
 
-TEST(NoiseDeath, TheTableIsReadOnly) {
-  EXPECT_DEATH(*const_cast<volatile uint16_t *>(rndtab) = 1, "");
-}
+TEST(NoiseDeath, TheTableIsReadOnly) { EXPECT_DEATH(*const_cast<volatile uint16_t *>(rndtab) = 1, ""); }
 
 TEST(Noise, KeyedValuesWrapTheirIndex) {
   EXPECT_EQ(Q7RandInt(0), 41);
@@ -213,9 +211,12 @@ const Golden golden[] = {
     {"Q7VecNoise3D.x", {0x1.5a9c000000000p+12, 0x1.48f5000000000p+14, 0x1.0e4cd80000000p+14, 0x1.1560000000000p+11}},
     {"Q7VecNoise3D.y", {0x1.10b5000000000p+14, 0x1.4879000000000p+13, 0x1.e022433333333p+13, 0x1.a810000000000p+13}},
     {"Q7VecNoise3D.z", {0x1.396c000000000p+14, 0x1.ac34c00000000p+14, 0x1.5f453b3333334p+14, 0x1.9bec000000000p+14}},
-    {"_Q7SmoothNoise3DTo3D.x", {0x1.dad1b84bda12fp+13, 0x1.a25b51b097b42p+13, 0x1.032c213861729p+14, 0x1.e73c71c71c71cp+13}},
-    {"_Q7SmoothNoise3DTo3D.y", {0x1.fde7c97b425edp+13, 0x1.178f7be97b426p+14, 0x1.0c8c8800004e7p+14, 0x1.605dc25ed097bp+14}},
-    {"_Q7SmoothNoise3DTo3D.z", {0x1.255a7671c71c7p+14, 0x1.20dcc6e097b42p+13, 0x1.1eeda3ff6ee5dp+14, 0x1.5d4abda12f684p+13}},
+    {"_Q7SmoothNoise3DTo3D.x",
+     {0x1.dad1b84bda12fp+13, 0x1.a25b51b097b42p+13, 0x1.032c213861729p+14, 0x1.e73c71c71c71cp+13}},
+    {"_Q7SmoothNoise3DTo3D.y",
+     {0x1.fde7c97b425edp+13, 0x1.178f7be97b426p+14, 0x1.0c8c8800004e7p+14, 0x1.605dc25ed097bp+14}},
+    {"_Q7SmoothNoise3DTo3D.z",
+     {0x1.255a7671c71c7p+14, 0x1.20dcc6e097b42p+13, 0x1.1eeda3ff6ee5dp+14, 0x1.5d4abda12f684p+13}},
     {"Q7Point3Dto1DBase", {0x1.967fcb1852d95p-2, 0x1.37e107aa43a77p-1, 0x1.9397d4e67f648p-2, 0x1.383623ef2565bp-5}},
     {"Q7Point3Dto3DBase.x", {0x1.967fcb1852d95p-2, 0x1.37e107aa43a77p-1, 0x1.9397d4e67f648p-2, 0x1.383623ef2565bp-5}},
     {"Q7Point3Dto3DBase.y", {0x1.3caa34f3e05cdp-1, 0x1.6c05c5c2e7173p-1, 0x1.2cad1e8c6f225p-1, 0x1.3319d14ba4a0bp-3}},
@@ -231,9 +232,12 @@ const Golden golden[] = {
     {"Q7VecNoise4D.x", {0x1.05ab000000000p+14, 0x1.5ccd600000000p+13, 0x1.b32f7b3333333p+13, 0x1.31d8000000000p+14}},
     {"Q7VecNoise4D.y", {0x1.5bc4000000000p+12, 0x1.4b5e800000000p+13, 0x1.7d29ad999999ap+13, 0x1.fea8000000000p+13}},
     {"Q7VecNoise4D.z", {0x1.4865000000000p+14, 0x1.3db1000000000p+14, 0x1.e9dd3c0000000p+13, 0x1.2054000000000p+14}},
-    {"_Q7SmoothNoise4DTo3D.x", {0x1.c30ba9161f9adp+13, 0x1.087574baf0652p+14, 0x1.2abf46188e84cp+14, 0x1.070156e9e0652p+14}},
-    {"_Q7SmoothNoise4DTo3D.y", {0x1.1620696e9e065p+14, 0x1.ec65dd79c84bdp+13, 0x1.f8e83a284ddc5p+13, 0x1.ddbc1add3c0cap+13}},
-    {"_Q7SmoothNoise4DTo3D.z", {0x1.2b0fe1684bda1p+14, 0x1.d9868ed40bda1p+13, 0x1.fbcfcada35760p+13, 0x1.7fdc8e38e38e3p+13}},
+    {"_Q7SmoothNoise4DTo3D.x",
+     {0x1.c30ba9161f9adp+13, 0x1.087574baf0652p+14, 0x1.2abf46188e84cp+14, 0x1.070156e9e0652p+14}},
+    {"_Q7SmoothNoise4DTo3D.y",
+     {0x1.1620696e9e065p+14, 0x1.ec65dd79c84bdp+13, 0x1.f8e83a284ddc5p+13, 0x1.ddbc1add3c0cap+13}},
+    {"_Q7SmoothNoise4DTo3D.z",
+     {0x1.2b0fe1684bda1p+14, 0x1.d9868ed40bda1p+13, 0x1.fbcfcada35760p+13, 0x1.7fdc8e38e38e3p+13}},
     {"Q7Point4Dto1DBase", {0x1.2325f7254bb73p-1, 0x1.8db6ea54af3e5p-1, 0x1.ebdcbb78ab1aep-2, 0x1.87c13b2a74c1cp-1}},
     {"Q7Point4Dto3DBase.x", {0x1.2325f7254bb73p-1, 0x1.8db6ea54af3e5p-1, 0x1.ebdcbb78ab1aep-2, 0x1.87c13b2a74c1cp-1}},
     {"Q7Point4Dto3DBase.y", {0x1.32360a099ba49p-1, 0x1.af40ebe0f9323p-1, 0x1.422c72de40908p-1, 0x1.8ff5b9daf6cb1p-1}},
@@ -326,27 +330,33 @@ TEST(Noise, ContinuousAcrossCellBordersNegativeWholeNumbersIncluded) {
     check(three([=](const Q7Vector &p) {
             Q7Vector r;
             return of(*Q7VecNoise3D(&r, &p));
-          }), 3, "Q7VecNoise3D");
+          }),
+          3, "Q7VecNoise3D");
     check(three([=](const Q7Vector &p) {
             Q7Vector r;
             return of(*_Q7SmoothNoise3DTo3D(&r, &p));
-          }), 3, "_Q7SmoothNoise3DTo3D");
+          }),
+          3, "_Q7SmoothNoise3DTo3D");
     check(three([=](const Q7Vector &p) {
             Q7Vector r;
             return scale * of(*Q7Point3Dto3DBase(&r, &p));
-          }), 3, "Q7Point3Dto3DBase");
+          }),
+          3, "Q7Point3Dto3DBase");
     check(four([=](const Q7Vector4 &p) {
             Q7Vector r;
             return of(*Q7VecNoise4D(&r, &p));
-          }), 4, "Q7VecNoise4D");
+          }),
+          4, "Q7VecNoise4D");
     check(four([=](const Q7Vector4 &p) {
             Q7Vector r;
             return of(*_Q7SmoothNoise4DTo3D(&r, &p));
-          }), 4, "_Q7SmoothNoise4DTo3D");
+          }),
+          4, "_Q7SmoothNoise4DTo3D");
     check(four([=](const Q7Vector4 &p) {
             Q7Vector r;
             return scale * of(*Q7Point4Dto3DBase(&r, &p));
-          }), 4, "Q7Point4Dto3DBase");
+          }),
+          4, "Q7Point4Dto3DBase");
   }
 }
 
@@ -374,10 +384,10 @@ TEST(Noise, RangesHold) {
     for (double v : {Q7Noise3D(&p), _Q7SmoothNoise(&p), Q7Noise4D(&q), _Q7SmoothNoise4D(&q)}) {
       EXPECT_TRUE(v >= 0 && v <= 32767) << v;
     }
-    for (double v : {Q7VectorNoise(&p, 3, 2), Q7SmoothNoise(&p, 3, 2), Q7Point3DTo1DNoise(&p, 3, 2),
-                     Q7Point3Dto1DBase(&p), Q7Point4Dto1DBase(&q), Q7Noise4DTo1D(&q, 3, 2),
-                     Q7SmoothNoise4DTo1D(&q, 2, 2), CPoint4DTo1DNoise(&q, 2, 1.5), CVectorNoise(&p, 2, 3.3),
-                     CSmoothNoise(&p, 2, 3.3), CPoint3DTo1DNoise(&p, 2, 2.2)}) {
+    for (double v :
+         {Q7VectorNoise(&p, 3, 2), Q7SmoothNoise(&p, 3, 2), Q7Point3DTo1DNoise(&p, 3, 2), Q7Point3Dto1DBase(&p),
+          Q7Point4Dto1DBase(&q), Q7Noise4DTo1D(&q, 3, 2), Q7SmoothNoise4DTo1D(&q, 2, 2), CPoint4DTo1DNoise(&q, 2, 1.5),
+          CVectorNoise(&p, 2, 3.3), CSmoothNoise(&p, 2, 3.3), CPoint3DTo1DNoise(&p, 2, 2.2)}) {
       EXPECT_TRUE(v >= 0 && v <= 1) << v;
     }
     EXPECT_TRUE(within(*Q7VecNoise3D(&r, &p), 32767));

@@ -662,8 +662,10 @@ TEST(Vector, TheDestinationMayBeAnyOperand) {
     check("VCopy", VCopy, a);
     check("VAdd", VAdd, a, b);
     check("VSub", VSub, a, b);
-    check("VMul", [](Q7Vector *r, V p) { VMul(r, 3, p); }, a);
-    check("VDiv", [](Q7Vector *r, V p) { VDiv(r, 3, p); }, a);
+    check(
+        "VMul", [](Q7Vector *r, V p) { VMul(r, 3, p); }, a);
+    check(
+        "VDiv", [](Q7Vector *r, V p) { VDiv(r, 3, p); }, a);
     check("VSetNeg", VSetNeg, a);
     check("VMid", VMid, a, b);
     check("CMul", CMul, a, b);
@@ -676,15 +678,22 @@ TEST(Vector, TheDestinationMayBeAnyOperand) {
     check("VMirr", VMirr, a, b, c);
     check("LinePlaneHit", LinePlaneHit, a, b, c, d);
     check("J7Normal", J7Normal, a, b, c);
-    check("VInterpolate", [](Q7Vector *r, V p, V q) { VInterpolate(r, p, q, 0.3); }, a, b);
-    check("AngleToVec", [](Q7Vector *r, V p, V q) { AngleToVec(r, p, q, 0.3); }, a, b);
-    check("VUnRot", [&](Q7Vector *r, V p) {
-      const Q7Vector m[3] = {b, c, d};
-      VUnRot(r, p, m);
-    }, a);
+    check(
+        "VInterpolate", [](Q7Vector *r, V p, V q) { VInterpolate(r, p, q, 0.3); }, a, b);
+    check(
+        "AngleToVec", [](Q7Vector *r, V p, V q) { AngleToVec(r, p, q, 0.3); }, a, b);
+    check(
+        "VUnRot",
+        [&](Q7Vector *r, V p) {
+          const Q7Vector m[3] = {b, c, d};
+          VUnRot(r, p, m);
+        },
+        a);
     check("LinComp", LinComp, a, b, c, d);
-    check("CDiv", [](Q7Vector *r, Q7Vector *q, V p) { CDiv(r, q, p); }, a, b);
-    check("Q7Bsc", [](Q7Vector *r, V p, V q, V s, V t) { Q7Bsc(r, 1, 2, 3, 4, p, q, s, t); }, a, b, c, d);
+    check(
+        "CDiv", [](Q7Vector *r, Q7Vector *q, V p) { CDiv(r, q, p); }, a, b);
+    check(
+        "Q7Bsc", [](Q7Vector *r, V p, V q, V s, V t) { Q7Bsc(r, 1, 2, 3, 4, p, q, s, t); }, a, b, c, d);
 
     // In place on themselves.
     Q7Vector r = a, expected;

@@ -21,9 +21,24 @@ std::vector<const Q7MathPath *> all_paths() {
 // not-a-numbers of several payloads, beyond the range of the lattice.
 std::vector<Q7Vector> strange_points(size_t count) {
   Random random(7);
-  const double special[] = {0.0,   -0.0,   kInf,   -kInf, kNaN,  -kNaN, std::bit_cast<double>(0x7ff8000000012345ull),
-                            1e300, -1e300, 1e-310, -0.04, -0.08, 0.04,  8.5899345920e7,
-                            -8.589934592e7, -40.0, 2.2250738585072014e-308, 1e-160};
+  const double special[] = {0.0,
+                            -0.0,
+                            kInf,
+                            -kInf,
+                            kNaN,
+                            -kNaN,
+                            std::bit_cast<double>(0x7ff8000000012345ull),
+                            1e300,
+                            -1e300,
+                            1e-310,
+                            -0.04,
+                            -0.08,
+                            0.04,
+                            8.5899345920e7,
+                            -8.589934592e7,
+                            -40.0,
+                            2.2250738585072014e-308,
+                            1e-160};
   std::vector<Q7Vector> points;
   points.reserve(count);
   while (points.size() < count) {

@@ -11,6 +11,7 @@
 
 #include "app/q7app.h"
 #include "app/q7appstr.h"
+#include "app/q7async.h"
 #include "app/q7idle.h"
 #include "core/q7objects.h"
 #include "platform/posix/q7posix.h"
@@ -35,18 +36,19 @@ extern "C" void Q7Sleep(uint32_t) {}
 
 namespace {
 
+Q7App *create(const char *language = nullptr) {
+  struct {
+    const char *language;
+  } locale = {language};
+  int32_t argc = 0;
+  auto handler = reinterpret_cast<uint64_t>(record_error);
+  return Q7AppCreate(&argc, nullptr, Q7APP_ErrorHandler, handler, Q7APP_InfoHandler, handler, Q7APP_Locale,
+                     word(&locale), 0);
+}
+
 class Layer : public Test {
  protected:
   Layer() { errors.clear(); }
-  Q7App *create(const char *language = nullptr) {
-    struct {
-      const char *language;
-    } locale = {language};
-    int32_t argc = 0;
-    auto handler = reinterpret_cast<uint64_t>(record_error);
-    return Q7AppCreate(&argc, nullptr, Q7APP_ErrorHandler, handler, Q7APP_InfoHandler, handler, Q7APP_Locale,
-                       word(&locale), 0);
-  }
 };
 
 size_t open_descriptors() {
@@ -205,6 +207,46 @@ TEST_F(Layer, EveryFailingAllocationOfTheCreationIsSurvived) {
   }
 }
 
+// The executor is the library's own code on the layer's tasks and signals.
+TEST_F(Layer, ExecutorsRunAndLeaveNoThread) {
+  Q7App *app = create();
+  ASSERT_EQ(Q7RegisterAsyncExecutorClass(app), 1);
+  static std::atomic<int64_t> sum;
+  static std::atomic<int> off_main;
+  sum = 0;
+  off_main = 0;
+  Q7ClassCreate(
+      Q7C_ROOT, 104,
+      [](Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) -> uint64_t {
+        if (method != 104000) return cl->superdispatch(cl->super, obj, method, a, b, tags);
+        sum += static_cast<int64_t>(a);
+        off_main += !Q7IsMainThread();
+        return 1;
+      },
+      0, 0);
+  Q7Object *target = Q7ObjectCreate(104, 0);
+  int threads = thread_count();
+  for (int round = 0; round < 5; ++round) {
+    Q7Object *executors[4];
+    for (auto *&executor : executors) {
+      executor = Q7ObjectCreate(Q7C_ASYNC, 0);
+      ASSERT_NE(executor, nullptr);
+    }
+    for (uint64_t i = 0; i < 100; ++i) {
+      Q7TagItem tags[2] = {{Q7A_ASYNC_ARG1, i}, {0, 0}};
+      Q7Object *executor = executors[i % 4];
+      EXPECT_EQ(executor->dispatch(executor->cl, executor, Q7M_ASYNC_QUEUE, word(target), 104000, tags), 1u);
+    }
+    for (auto *executor : executors) Q7ObjectDelete(executor);
+  }
+  EXPECT_EQ(sum.load(), 5 * 4950);
+  EXPECT_EQ(off_main.load(), 500);
+  for (int tries = 0; tries < 1000 && thread_count() > threads; ++tries) Q7SleepMs(1);
+  EXPECT_EQ(thread_count(), threads);
+  Q7ObjectDelete(target);
+  Q7AppDelete(app);
+}
+
 // ---- The shutdown write under kill -9 ----
 
 constexpr int kValues = 20;
@@ -255,6 +297,8 @@ TEST_F(Layer, KillingTheShutdownWriteLeavesWholeSettings) {
       _exit(0);
     }
     while (!leaving->load()) usleep(50);
+    // On a slow disk no write would be finished by chance, so some rounds wait for it.
+    for (int tries = 0; round % 10 == 0 && tries < 20000 && stored->load() < round; ++tries) usleep(500);
     random = random * 1103515245 + 12345;
     usleep((random >> 16) % 30000);
     kill(child, SIGKILL);

@@ -72,11 +72,29 @@ TEST_F(Libraries, TheObjectSystemClosesRecordedLibraries) {
   Q7OopsInit(app());
 }
 
-TEST_F(Libraries, WhatIsNoLibraryIsReported) {
+TEST_F(Libraries, WhatIsNoLibraryIsPassedOverSilently) {
   write_file(home() / "x.so", "no library");
+  write_file(home() / "empty.so", "");
+  for (const char *name : {"x.so", "empty.so", "missing.so", ""}) {
+    EXPECT_EQ(Q7LibraryOpen(app(), (home() / name).c_str(), 0, 0), nullptr) << name;
+  }
+  EXPECT_TRUE(errors().empty());
+}
+
+TEST_F(Libraries, ALibraryThatCannotBeLoadedIsReported) {
+  write_file(home() / "x.so", std::string("\177ELF") + std::string(100, 'x'));
   EXPECT_EQ(Q7LibraryOpen(app(), (home() / "x.so").c_str(), 0, 0), nullptr);
   ASSERT_EQ(errors().size(), 1u);
   EXPECT_EQ(errors()[0].find("q7library: Cannot open " + (home() / "x.so").string() + ": "), 0u);
+}
+
+TEST_F(Libraries, AWholeFolderCanBeOffered) {
+  write_file(home() / "README", "text");
+  std::filesystem::create_directory(home() / "folder.so");
+  std::filesystem::copy(path("plugin_good"), home() / "libgood.so");
+  EXPECT_EQ(Q7AutoConfig(app(), home().c_str()), 1);
+  EXPECT_NE(Q7ClassFind(777), nullptr);
+  EXPECT_TRUE(errors().empty());
 }
 
 TEST_F(Libraries, ABareNameIsAFileInTheCurrentFolder) {
