@@ -239,8 +239,13 @@ uint64_t q7wg_read_source(Q7Object *self, int32_t source, uint64_t fallback) {
 }
 
 Q7_HANDLER uint64_t q7wg_changed(WidgetData &w, Q7Object *self, uint64_t value, bool quiet, uint64_t data) {
+  {
+    // The target may dispose this widget, or add a callback, which is then told as well.
+    q7::Walk life(w.callbacks);
+    if (!quiet) q7wg_tell_target(w, value, data);
+    if (!life.valid()) return q7::arg(self);
+  }
   q7::Walk walk(w.callbacks);
-  if (!quiet) q7wg_tell_target(w, value, data);
   while (walk.valid()) {
     auto *record = walk.take<Callback>();
     if (!record) break;
