@@ -14,8 +14,10 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
 find_program(Q7_CCACHE ccache)
 if(Q7_CCACHE)
-  set(CMAKE_C_COMPILER_LAUNCHER "${Q7_CCACHE}")
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${Q7_CCACHE}")
+  # Checkouts in other folders share what was compiled.
+  set(launcher "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 "${Q7_CCACHE}")
+  set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()
 
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")

@@ -6,7 +6,7 @@ build_packages="g++ cmake ninja-build ccache pkg-config gettext zlib1g-dev libcu
 # What the tests need on top of it.
 test_packages="libgtest-dev libgmock-dev locales binutils"
 # What the checks of .ci/run need on top of both.
-check_packages="clang clang-format clang-tidy libclang-rt-14-dev abigail-tools valgrind libbenchmark-dev"
+check_packages="clang clang-format clang-tidy libclang-rt-14-dev abigail-tools libbenchmark-dev"
 
 missing_packages() {
   for package in "$@"; do
