@@ -42,20 +42,27 @@ uint64_t q7ob_get(Q7Object *object, Q7TagItem *tags) { return q7::send(object, Q
 // The sender `result name(to, tag, ...)` of function(to, list). At its entry it is still known which argument lies in
 // which register, so lists of up to two items are stored from there; longer ones are gathered. What then stands behind
 // the first end or link is no item, but harmless: nobody reads it.
-#define Q7OB_SHORT_LISTS(result, name, receiver, function)                                                         \
-  extern "C"                                                                                                       \
-      [[gnu::used]] result name##_two(receiver to, uint32_t tag, uint64_t data, uint32_t tag2, uint64_t data2) {   \
-    Q7TagItem items[3];                                                                                            \
-    items[0] = {tag, data};                                                                                        \
-    items[1] = {tag2, data2};                                                                                      \
-    items[2].tag = Q7TAG_END;                                                                                      \
-    return function(to, items);                                                                                    \
-  }                                                                                                                \
-  extern "C" [[gnu::used]] result name##_many(receiver to, uint32_t tag, ...) {                                    \
-    Q7OB_WITH_TAGS(function(to, list.items));                                                                      \
-  }                                                                                                                \
-  __attribute__((naked)) result name(receiver, uint32_t, ...) {                                                    \
-    __asm__("testl %ecx, %ecx\n\tje " #name "_two\n\ttestl %r9d, %r9d\n\tje " #name "_two\n\tjmp " #name "_many"); \
+#define Q7OB_SHORT_LISTS(result, name, receiver, function)                                                       \
+  extern "C"                                                                                                     \
+      [[gnu::used]] result name##_two(receiver to, uint32_t tag, uint64_t data, uint32_t tag2, uint64_t data2) { \
+    Q7TagItem items[3];                                                                                          \
+    items[0] = {tag, data};                                                                                      \
+    items[1] = {tag2, data2};                                                                                    \
+    items[2].tag = Q7TAG_END;                                                                                    \
+    return function(to, items);                                                                                  \
+  }                                                                                                              \
+  extern "C" [[gnu::used]] result name##_many(receiver to, uint32_t tag, ...) {                                  \
+    Q7OB_WITH_TAGS(function(to, list.items));                                                                    \
+  }                                                                                                              \
+  __attribute__((naked)) result name(receiver, uint32_t, ...) {                                                  \
+    /* An end is 0 and a link 1; behind either the caller has passed nothing more. */                            \
+    __asm__("cmpl $1, %esi\n\tjbe " #name                                                                        \
+            "_two\n\t"                                                                                           \
+            "cmpl $1, %ecx\n\tjbe " #name                                                                        \
+            "_two\n\t"                                                                                           \
+            "testl %r9d, %r9d\n\tje " #name                                                                      \
+            "_two\n\t"                                                                                           \
+            "jmp " #name "_many");                                                                               \
   }
 
 Q7Object *Q7ObjectCreateA(uint32_t clid, Q7TagItem *tags) {

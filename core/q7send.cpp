@@ -35,7 +35,7 @@ constexpr char kModule[] = "q7oops";
 // The sender of most messages is written by hand at its entry, where it is still known which arguments lie in which
 // register. Without items it is a jump: nothing is saved, nothing copied, and the receiver returns to the caller. Up to
 // two items are stored from their registers; longer lists are gathered like those of every other sender.
-static_assert(offsetof(Q7Object, cl) == 32 && offsetof(Q7Object, dispatch) == 40 && Q7TAG_END == 0);
+static_assert(offsetof(Q7Object, cl) == 32 && offsetof(Q7Object, dispatch) == 40 && Q7TAG_END == 0 && Q7TAG_LINK == 1);
 
 extern "C" {
 extern const Q7TagItem q7sn_no_items[1];
@@ -74,8 +74,10 @@ __attribute__((naked)) uint64_t Q7SendMsg(Q7Object *, uint32_t, uint32_t, ...) {
       "jmp *%rax\n"
       "1:\txorl %eax, %eax\n\t"
       "ret\n"
-      "2:\ttestl %r8d, %r8d\n\t"  // the second tag; its value is in %r9
+      "2:\tcmpl $1, %edx\n\t"  // behind a link the caller has passed nothing more
       "je q7sn_send_two\n\t"
+      "cmpl $1, %r8d\n\t"  // the second tag, an end or a link; its value is in %r9
+      "jbe q7sn_send_two\n\t"
       "cmpl $0, 8(%rsp)\n\t"  // the third tag, the first argument on the stack
       "je q7sn_send_two\n\t"
       "jmp q7sn_send_many");
