@@ -692,7 +692,14 @@ TEST_F(SocketTest, NamesAndIpv6) {
   const Tags v6 = {
       {Q7A_FILE_MODE, arg("s")}, {Q7A_FILE_HOST, arg("::1")}, {Q7A_FILE_PORT, 0}, {Q7A_FILE_BOUND_PORT, arg(&port)}};
   Object server(Q7C_FILE, v6);
-  if (!server) GTEST_SKIP() << "this machine has no IPv6";
+  // Where the machine itself has no IPv6 loopback, the stream is refused and nothing else.
+  const Plain probe(socket(AF_INET6, SOCK_STREAM, 0));
+  sockaddr_in6 loopback = {};
+  loopback.sin6_family = AF_INET6;
+  loopback.sin6_addr = in6addr_loopback;
+  const bool has_v6 = bind(probe.get(), reinterpret_cast<sockaddr *>(&loopback), sizeof loopback) == 0;
+  ASSERT_EQ(static_cast<bool>(server), has_v6);
+  if (!has_v6) return;
   char peer[64] = "";
   const Tags client = {{Q7A_FILE_MODE, arg("c")},
                        {Q7A_FILE_HOST, arg("::1")},
