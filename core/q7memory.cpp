@@ -42,7 +42,7 @@ inline void *q7mem_allocate(uint64_t size, uint32_t flags) {
   void *block = std::malloc(size);
   // The two calls must not be joined into a calloc, which takes the allocator's long way also for small blocks.
   __asm__("" : "+r"(block));
-  return block ? std::memset(block, 0, size) : nullptr;
+  return block ? std::memset(block, 0, size) : nullptr;  // NOLINT(clang-analyzer-unix.Malloc): the block is answered
 }
 
 }  // namespace

@@ -73,6 +73,7 @@ template <void (*Function)(double *, const Q7Vector *, int32_t, int32_t, double)
 void wide(const Settings &s, const std::vector<Q7Vector4> &points, std::vector<double> &values) {
   if (s.octaves != std::floor(s.octaves)) return Fallback(s, points, values);
   std::vector<Q7Vector> line;
+  line.reserve(points.size());
   for (const Q7Vector4 &p : points) line.push_back({p.x, p.y, p.z});
   Function(values.data(), line.data(), static_cast<int32_t>(line.size()), static_cast<int32_t>(s.octaves), s.frequency);
 }
@@ -151,7 +152,8 @@ bool write_png(const std::string &name, int width, int height, int channels, con
     png_set_filter(png, 0, PNG_FILTER_SUB | PNG_FILTER_UP);
   }
   png_write_info(png, info);
-  for (int y = 0; y < height; ++y) png_write_row(png, &pixels[static_cast<size_t>(y * width * channels)]);
+  const size_t row = static_cast<size_t>(width) * static_cast<size_t>(channels);
+  for (int y = 0; y < height; ++y) png_write_row(png, &pixels[static_cast<size_t>(y) * row]);
   png_write_end(png, nullptr);
   png_destroy_write_struct(&png, &info);
   return std::fflush(file.get()) == 0;
