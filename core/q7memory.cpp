@@ -21,7 +21,8 @@ Q7MessageHook message_hook;
 
 uint64_t q7mem_rounded(uint64_t size) { return size < kSmallestBlock ? kSmallestBlock : size; }
 
-bool q7mem_permitted(uint64_t size) { return !gate || gate(size, gate_data); }
+// Sizes beyond what pointers can span are exhaustion without asking anybody.
+bool q7mem_permitted(uint64_t size) { return size <= PTRDIFF_MAX && (!gate || gate(size, gate_data)); }
 
 [[gnu::cold, gnu::noinline]] void q7mem_report_exhaustion(uint64_t size) {
   // String 2 is the library's own text or its translation; it takes one integer.

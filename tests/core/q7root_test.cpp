@@ -49,9 +49,10 @@ TEST_F(Root, RegistrationRunsOnce) {
 }
 
 TEST_F(Root, ItsCatalogueIsOpenedByName) {
+  Q7ObjectDelete(obj_);
+  obj_ = nullptr;
   free_oops();
   fake::clear_calls();
-  obj_ = nullptr;
   Q7OopsInit(&app_);
   Q7RegisterRootClass(&app_);
   EXPECT_EQ(fake::calls("Q7AppOpenLocale"), Texts{"Q7AppOpenLocale(q7common, q7root, 7)"});
