@@ -45,7 +45,8 @@ void add_light(Q7Object *scene, const char *name, const Q7Vector &at, double pow
             {Q7A_LIGHT_RADIUS, word(&radius)}});
 }
 
-void add_floor(Q7Object *scene, double height, const Q7Vector &middle, double size) {
+void add_floor(Q7Object *scene, double height, const Q7Vector &middle, double radius) {
+  const double size = radius * 60;
   Q7MeshData floor = {};
   floor.point_count = 4;
   floor.triangle_count = 2;
@@ -60,9 +61,9 @@ void add_floor(Q7Object *scene, double height, const Q7Vector &middle, double si
   }
   const uint32_t corners[6] = {0, 1, 2, 0, 2, 3};
   std::copy(corners, corners + 6, floor.corners);
-  const Q7ColorRGB light = {0.62, 0.6, 0.57}, dark = {0.42, 0.41, 0.42};
-  const double gloss = 0.15, mirror = 0.12;
-  const Q7Vector scale = {size / 4, size / 4, size / 4};
+  const Q7ColorRGB light = {0.36, 0.35, 0.34}, dark = {0.2, 0.2, 0.22};
+  const double gloss = 0.1, mirror = 0.15;
+  const Q7Vector scale = {radius * 2.5, radius * 2.5, radius * 2.5};
   add_node(scene, Q7C_MATERIAL, "floorstone",
            {{Q7A_MATERIAL_COLOR, word(&light)},
             {Q7A_MATERIAL_SECOND, word(&dark)},
@@ -114,10 +115,10 @@ void furnish(Q7Object *scene) {
   Q7Object *camera =
       add_node(scene, Q7C_CAMERA, "camera", {{Q7A_NODE_ORIGIN, word(&eye)}, {Q7A_CAMERA_VIEW, word(&view)}});
   send(camera, Q7M_NODE_LOOK_AT, 0, 0, slot(&middle));
-  add_light(scene, "key", around(-40, 50, radius * 6), 0.95, {0.11, 0.12, 1}, radius * 0.5);
-  add_light(scene, "fill", around(75, 25, radius * 6), 0.3, {0.6, 0.25, 1}, radius);
-  add_light(scene, "rim", around(165, 40, radius * 6), 0.5, {0.08, 0.3, 1}, radius * 0.3);
-  if (!find_node(scene, Q7C_NODE, "floor")) add_floor(scene, box.low.y, middle, radius * 12);
+  add_light(scene, "key", around(-40, 50, radius * 6), 0.9, {0.11, 0.14, 1}, radius * 0.5);
+  add_light(scene, "fill", around(75, 25, radius * 6), 0.2, {0.6, 0.3, 1}, radius);
+  add_light(scene, "rim", around(165, 40, radius * 6), 0.4, {0.08, 0.3, 1}, radius * 0.3);
+  if (!find_node(scene, Q7C_NODE, "floor")) add_floor(scene, box.low.y, middle, radius);
 }
 
 }  // namespace studio

@@ -22,12 +22,13 @@ struct View {
   int total;
   int done;   // most that was told; notices of several threads may overtake each other
   int drawn;  // percent; -1: nothing
+  int step;   // percent between two drawings
   bool visible;
 };
 
 void draw(View &view) {
   const int percent = view.total ? static_cast<int>(100LL * view.done / view.total) : 100;
-  if (!view.visible || percent == view.drawn) return;
+  if (!view.visible || (percent < view.drawn + view.step && percent < 100) || percent == view.drawn) return;
   view.drawn = percent;
   const int filled = kWidth * percent / 100;
   std::string bar(static_cast<size_t>(filled), '#');
@@ -52,7 +53,7 @@ ProgressBar::ProgressBar(Q7Object *model, int total, bool visible) : model_(mode
   Q7ClassCreate(Q7C_ROOT, kViewClass, dispatch, sizeof(View), Q7CT_NAME, word("progressview"), 0);
   view_ = Referenced(Q7ObjectCreate(kViewClass, Q7A_NAME, word("bar"), 0));
   if (!view_) return;
-  data<View>(view_.get()->cl, view_.get()) = {total, 0, -1, visible};
+  data<View>(view_.get()->cl, view_.get()) = {total, 0, -1, isatty(STDERR_FILENO) ? 1 : 20, visible};
   // Not told at once: through the idle queue.
   send(model_, Q7M_MODEL_ADD, 0, 0, slot(view_.get()));
 }

@@ -148,11 +148,11 @@ class Tracer {
   }
 
   // The share of the light from everywhere that nothing near holds back: one ray of a random direction decides.
-  double open(const Place &place) {
+  double open(const Place &place, double reach) {
     Q7Vector direction = anywhere();
     VFAdd(&direction, &place.normal);
     if (TNorm(&direction) < 1e-6) return 1;
-    return blocked(place.at, direction, world_.size * 0.1) ? 0.25 : 1;
+    return blocked(place.at, direction, reach) ? 0.25 : 1;
   }
 
   Q7Vector shade(const Ray &ray, const Hit &hit, int bounces) {
@@ -162,7 +162,7 @@ class Tracer {
     Q7Vector viewer;
     VSetNeg(&viewer, &ray.to);
     Q7Vector diffuse, glossy = {};
-    VMul(&diffuse, open(here) * (0.7 + 0.3 * here.normal.y), &world_.ambient);
+    VMul(&diffuse, open(here, hit.distance * 0.25) * (0.7 + 0.3 * here.normal.y), &world_.ambient);
     for (const Lamp &lamp : world_.lamps) light(lamp, s, here, viewer, diffuse, glossy);
     const Q7Vector own = color(s, here.at);
     Q7Vector result;

@@ -148,7 +148,7 @@ const Field scene_fields[] = {
 Q7PublicAttribute scene_rows[kMaxFields + 1];
 
 void scene_defaults(void *data) {
-  *static_cast<Scene *>(data) = {{0.35, 0.5, 0.75}, {0.85, 0.87, 0.9}, {0.22, 0.24, 0.28}, 4, 3, nullptr};
+  *static_cast<Scene *>(data) = {{0.16, 0.26, 0.45}, {0.55, 0.6, 0.66}, {0.15, 0.17, 0.21}, 4, 3, nullptr};
 }
 
 uint64_t scene_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
