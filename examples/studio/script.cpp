@@ -3,6 +3,7 @@
 
 #include "core/q7plugin.h"
 #include "examples/studio/files.hpp"
+#include "examples/studio/scene/scene.h"
 #include "examples/studio/session.hpp"
 #include "lang/q7prglng.h"
 
@@ -26,11 +27,19 @@ void run_script(Q7App *app, Q7Object *scene, const std::string &path) {
   }
   Owned language(Q7ObjectCreate(clid, Q7A_NAME, word("script"), 0));
   if (!language) throw failure_of(path, Text::kNoMemory);
-  Q7AppSetRoot(app, scene);
-  Q7Set(language.get(), Q7A_PRGLNG_ROOT, word(scene), 0);
+  // The scene stands in a group of its own while the script runs, so that it has a name there: "scene".
+  Referenced world(Q7ObjectCreate(Q7C_GROUP, Q7A_NAME, word("world"), 0));
+  if (!world || !send(world.get(), Q7M_GROUP_ADD, 0, 0, slot(scene))) throw failure_of(path, Text::kNoMemory);
+  Q7AppSetRoot(app, world.get());
+  Q7Set(language.get(), Q7A_PRGLNG_ROOT, word(world.get()), 0);
   const bool ran = send(language.get(), Q7M_PRGLNG_LOAD, 0, 0, slot(path.c_str())) != 0;
+  // Work that the script has queued belongs to it.
+  while (Q7AppFlushIdle(app)) {
+  }
   Q7Set(language.get(), Q7A_PRGLNG_ROOT, uint64_t{0}, 0);
   Q7AppSetRoot(app, nullptr);
+  language.reset();
+  send(world.get(), Q7M_GROUP_REMOVE, 0, 0, slot(scene));
   // A value that a class has refused is a mistake of the script, too.
   const std::string reported = take_report();
   if (ran && reported.empty()) return;

@@ -9,7 +9,8 @@
 
 namespace studio {
 
-// Runs a script file in the language of its extension; paths in it begin at the scene. The plug-in library
+// Runs a script file in the language of its extension; its paths begin in a
+// group whose member the scene is. The plug-in library
 // libq7<extension>.so is loaded for it if no language of that extension is there. Throws Failure.
 void run_script(Q7App *app, Q7Object *scene, const std::string &path);
 

@@ -16,18 +16,24 @@ namespace {
 
 struct Group {
   Q7List members;
+  Q7Object *self;
+  Group *next;  // of the live groups
 };
+
+Group *live;  // every group there is, so that a list is known for a group's
 
 const Field group_fields[] = {{"Members", Q7A_GROUP_MEMBERS, Q7TID_OBJECT, Field::kNoData, 0, 0, Q7PAF_LIST}};
 Q7PublicAttribute group_rows[kMaxFields + 1];
 
 Group &group(Q7Object *obj) { return data_of<Group>(Q7C_GROUP, obj); }
 
+// Visits the members. Whoever has the list may link anything into it; strangers are passed over.
 template <class Visit>
 void each(Q7Object *obj, Visit visit) {
-  for (Q7Node *n = group(obj).members.head; n->succ;) {
+  for (Q7Node *n = group(obj).members.head; n && n->succ;) {
     Q7Node *next = n->succ;
-    visit(reinterpret_cast<Q7Object *>(n));
+    auto *member = reinterpret_cast<Q7Object *>(n);
+    if (is_kind(member, Q7C_NODE) && node(member).parent == obj) visit(member);
     n = next;
   }
 }
@@ -57,8 +63,22 @@ Q7Object *find(Q7Object *obj, uint32_t clid, const char *name) {
   return found;
 }
 
+void begin_group(Group &g, Q7Object *self) {
+  Q7NewList(&g.members);
+  g.self = self;
+  g.next = live;
+  live = &g;
+}
+
+uint64_t create_group(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  const uint64_t made = dispatch(group_class, cl, receiver, Q7M_NEW, a, b, tags);
+  if (made) begin_group(data<Group>(cl, reinterpret_cast<Q7Object *>(made)), reinterpret_cast<Q7Object *>(made));
+  return made;
+}
+
 uint64_t save_members(Q7Object *obj, Q7Object *stream) {
-  const auto count = static_cast<uint32_t>(Q7NodeCount(&group(obj).members));
+  uint32_t count = 0;
+  each(obj, [&count](Q7Object *) { ++count; });
   bool sound = send(stream, Q7M_FILE_WRITE32, 0, 0, slot(count)) != 0;
   each(obj, [&](Q7Object *member) { sound = sound && Q7ObjectSave(member, Q7A_STREAM, word(stream), 0); });
   return sound;
@@ -88,15 +108,21 @@ uint64_t read_members(Q7Object *obj, Q7Object *stream) {
 uint64_t copy_group(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto *made = reinterpret_cast<Q7Object *>(dispatch(group_class, cl, obj, Q7M_COPY, a, b, tags));
   if (!made) return 0;
-  Q7NewList(&data<Group>(cl, made).members);
+  begin_group(data<Group>(cl, made), made);
   each(obj, [made](Q7Object *member) {
     if (auto *copied = reinterpret_cast<Q7Object *>(send(member, Q7M_COPY))) enter_group(made, copied);
   });
   return word(made);
 }
 
-void release_members(Q7Object *obj) {
-  each(obj, [](Q7Object *member) { leave_group(member); });
+void end_group(Group &g) {
+  each(g.self, [](Q7Object *member) { leave_group(member); });
+  while (Q7Node *stranger = Q7RemHead(&g.members)) stranger->succ = stranger->pred = nullptr;
+  for (Group **at = &live; *at; at = &(*at)->next) {
+    if (*at != &g) continue;
+    *at = g.next;
+    break;
+  }
 }
 
 bool get_group(Q7Class *cl, Q7Object *obj, const Q7TagItem &item) {
@@ -111,7 +137,8 @@ uint64_t remove_member(Q7Object *obj, Q7Object *member) {
 
 uint64_t group_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   switch (method) {
-    case Q7M_DISPOSE: release_members(obj); break;
+    case Q7M_NEW: return create_group(cl, obj, a, b, tags);
+    case Q7M_DISPOSE: end_group(data<Group>(cl, obj)); break;
     case Q7M_COPY: return copy_group(cl, obj, a, b, tags);
     case Q7M_READ:
     case Q7M_SAVE:
@@ -166,7 +193,7 @@ const ClassDef group_class = {.id = Q7C_GROUP,
                               .version = 1,
                               .fields = group_fields,
                               .field_count = sizeof group_fields / sizeof group_fields[0],
-                              .defaults = [](void *g) { Q7NewList(&static_cast<Group *>(g)->members); },
+                              .defaults = nullptr,
                               .get = get_group,
                               .rows = group_rows};
 
@@ -188,14 +215,21 @@ int depth(Q7Object *obj) {
   return levels;
 }
 
+Q7Object *group_of_list(const void *list) {
+  for (const Group *g = live; g; g = g->next) {
+    if (&g->members == list) return g->self;
+  }
+  return nullptr;
+}
+
 void leave_group(Q7Object *obj) {
   if (!node(obj).parent) return;
   node(obj).parent = nullptr;
-  send(obj, Q7M_REMOVE);
+  link(obj, Q7M_REMOVE, 0, nullptr);
   send(obj, Q7M_RELEASE);
 }
 
-bool enter_group(Q7Object *to, Q7Object *obj) {
+bool enter_group(Q7Object *to, Q7Object *obj, uint32_t method, uint64_t behind) {
   if (!is_kind(to, Q7C_GROUP) || !is_kind(obj, Q7C_NODE)) {
     report("A group holds nodes, and nothing else does");
     return false;
@@ -212,7 +246,7 @@ bool enter_group(Q7Object *to, Q7Object *obj) {
   }
   send(obj, Q7M_ADDREF);
   leave_group(obj);
-  send(obj, Q7M_ADDTAIL, 0, 0, slot(&group(to).members));
+  link(obj, method, behind, &group(to).members);
   node(obj).parent = to;
   return true;
 }

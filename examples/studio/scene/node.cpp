@@ -4,6 +4,9 @@
 
 #include <cmath>
 
+#include "app/q7idle.h"
+#include "core/q7context.h"
+#include "core/q7lists.h"
 #include "math/q7angles.h"
 #include "math/q7coordsys.h"
 #include "math/q7quat.h"
@@ -114,6 +117,26 @@ bool turn(Node &n, const Q7Vector *axis, const double *degrees) {
   return true;
 }
 
+// The messages that link and unlink any object move a node into and out of groups. A group that a node leaves in this
+// way gives its reference back a little later, so that the node survives until it was put somewhere else.
+uint64_t remove(Q7Object *obj) {
+  if (!node(obj).parent) {
+    link(obj, Q7M_REMOVE, 0, nullptr);
+    return word(obj);
+  }
+  send(obj, Q7M_ADDREF);
+  leave_group(obj);
+  Q7AppDoMsgAWhenIdle(Q7ApplicationContext, obj, Q7M_RELEASE, nullptr);
+  return word(obj);
+}
+
+uint64_t put(Q7Object *obj, uint32_t method, uint64_t behind, Q7List *list) {
+  if (Q7Object *group = group_of_list(list)) return enter_group(group, obj, method, behind);
+  remove(obj);
+  if (list) link(obj, method, behind, list);
+  return list != nullptr;
+}
+
 bool set(Q7Class *cl, Q7Object *obj, const Q7TagItem &item) {
   Node &n = data<Node>(cl, obj);
   switch (item.tag) {
@@ -122,10 +145,12 @@ bool set(Q7Class *cl, Q7Object *obj, const Q7TagItem &item) {
     case Q7A_NODE_PARENT:
       if (auto *group = reinterpret_cast<Q7Object *>(item.data)) {
         enter_group(group, obj);
-      } else if (n.parent && obj->refcount > 1) {
-        leave_group(obj);
+      } else {
+        remove(obj);
       }
       return true;
+    // As the root class has it; a group wants to know.
+    case Q7A_ADD_TO_LIST: return put(obj, Q7M_ADDTAIL, 0, reinterpret_cast<Q7List *>(item.data)) != 0;
     default: return false;
   }
 }
@@ -142,9 +167,20 @@ bool get(Q7Class *cl, Q7Object *obj, const Q7TagItem &item) {
   }
 }
 
+uint64_t create(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  auto *made = reinterpret_cast<Q7Object *>(dispatch(node_class, cl, receiver, Q7M_NEW, a, b, tags));
+  // The root class has linked it already where tag 524 says.
+  auto *list = reinterpret_cast<Q7List *>(Q7TagVal(tags, Q7A_ADD_TO_LIST, 0));
+  if (made && list && !data<Node>(cl, made).parent) {
+    link(made, Q7M_REMOVE, 0, nullptr);
+    put(made, Q7M_ADDTAIL, 0, list);
+  }
+  return word(made);
+}
+
 uint64_t dispose(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
   // Whoever disposes of a member takes it out of the group that way.
-  if (data<Node>(cl, obj).parent) send(obj, Q7M_REMOVE);
+  if (data<Node>(cl, obj).parent) link(obj, Q7M_REMOVE, 0, nullptr);
   return dispatch(node_class, cl, obj, Q7M_DISPOSE, a, b, tags);
 }
 
@@ -156,7 +192,12 @@ uint64_t copy(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tag
 
 uint64_t node_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   switch (method) {
+    case Q7M_NEW: return create(cl, obj, a, b, tags);
     case Q7M_DISPOSE: return dispose(cl, obj, a, b, tags);
+    case Q7M_ADDHEAD:
+    case Q7M_ADDTAIL: return put(obj, method, 0, reinterpret_cast<Q7List *>(tags));
+    case Q7M_INSERT: return put(obj, method, b, reinterpret_cast<Q7List *>(tags));
+    case Q7M_REMOVE: return remove(obj);
     case Q7M_COPY: return copy(cl, obj, a, b, tags);
     case Q7M_NODE_TURN:
       return turn(data<Node>(cl, obj), reinterpret_cast<const Q7Vector *>(a), reinterpret_cast<const double *>(tags));
@@ -183,6 +224,10 @@ const ClassDef node_class = {.id = Q7C_NODE,
                              .set = set,
                              .get = get,
                              .rows = rows};
+
+void link(Q7Object *obj, uint32_t method, uint64_t behind, Q7List *list) {
+  inherit(Q7ClassFind(Q7C_NODE), obj, method, 0, behind, slot(list));
+}
 
 bool is_kind(Q7Object *obj, uint32_t clid) { return obj && Q7ObjectIsOfKind(obj, clid); }
 

@@ -23,8 +23,13 @@ int depth(Q7Object *obj);
 
 // Takes a node out of its group, which gives its reference back: the node may be gone afterwards.
 void leave_group(Q7Object *obj);
-// Puts a node into a group; false, reported, when it cannot be.
-bool enter_group(Q7Object *group, Q7Object *obj);
+// Puts a node into a group, by the message of the root class that links it (11, 12 or 32, then behind another member);
+// false, reported, when it cannot be.
+bool enter_group(Q7Object *group, Q7Object *obj, uint32_t method = Q7M_ADDTAIL, uint64_t behind = 0);
+// The group whose list of members that is, or null.
+Q7Object *group_of_list(const void *list);
+// Links or unlinks an object as the root class does.
+void link(Q7Object *obj, uint32_t method, uint64_t behind, Q7List *list);
 
 }  // namespace scene
 

@@ -41,7 +41,9 @@ enum {
   Q7A_NODE_TARGET = 4200507      /**< "Target": vector. set: looks at it; get: a point that it looks at. */
 };
 
-/** Of a group. Its members are referenced; groups nest Q7GROUP_MAX_DEPTH deep. */
+/** Of a group. Its members are referenced; groups nest Q7GROUP_MAX_DEPTH deep. The messages of the root class that link
+ * and unlink an object (11, 12, 13, 32, tag 524) do for its list of members what Q7M_GROUP_ADD and Q7M_GROUP_REMOVE do.
+ */
 enum {
   Q7M_GROUP_ADD = 4201001, /**< Slot: the node: appends it, taking it from the group it was in. 1; 0, reported, for
                               what is no node, for a circle and for too deep a nesting. */
