@@ -203,7 +203,8 @@ void run(Session &session, Options &options) {
   switch (options.command) {
     case Command::kRender: return run_render(session, options);
     case Command::kMerge: return run_merge(session, options);
-    case Command::kServe: return serve(session, {options.bind, options.port, options.folder, options.count});
+    case Command::kServe:
+      return serve(session, {options.bind, options.port, options.folder, options.count, options.patience});
     case Command::kSend: return send_scene(session, load(options.file), options.file, options.peer);
     case Command::kDone: return;
   }

@@ -19,9 +19,8 @@ namespace studio {
 namespace {
 
 constexpr uint32_t kMark = 0x5343454E;
-constexpr uint64_t kMostText = 256;  // bytes of a name or an answer, the zero included
-constexpr int32_t kLookSeconds = 1;  // between two looks for a signal
-constexpr int32_t kStallSeconds = 10;
+constexpr uint64_t kMostText = 256;   // bytes of a name or an answer, the zero included
+constexpr int32_t kLookSeconds = 1;   // between two looks for a signal
 constexpr int kMostNumbers = 100000;  // of scenes of one name
 
 // The time that any wait for a peer may take. It is a class attribute that the settings keep, so it is put back.
@@ -152,7 +151,7 @@ void serve(Session &session, const Service &service) {
   while (!interrupted() && (service.count == 0 || received < service.count)) {
     patience.set(kLookSeconds);
     if (!send(line.get(), Q7M_FILE_ACCEPT)) continue;
-    patience.set(kStallSeconds);
+    patience.set(service.patience);
     received += serve_one(session, line.get(), service.folder);
   }
   // Ctrl-C is how serving ends.

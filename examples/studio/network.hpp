@@ -13,7 +13,8 @@ struct Service {
   std::string bind;
   int port;
   std::string folder;
-  int count;  // 0: no end
+  int count;     // 0: no end
+  int patience;  // seconds that a sender may keep silent
 };
 
 // Receives scenes and saves them into a folder, under names that nothing has yet, until a signal asks for the end or

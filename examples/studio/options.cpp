@@ -110,6 +110,9 @@ int read_serve(int argc, char **argv, Options &options) {
   cli.add_option("--count", options.count, "Ends after that many scenes")
       ->type_name("N")
       ->check(CLI::Range(1, 1 << 30));
+  cli.add_option("--patience", options.patience, "Seconds that a sender may keep silent (default 10)")
+      ->type_name("S")
+      ->check(CLI::Range(1, 3600));
   cli.add_option("PORT", options.port, "Port; 0: any free one, which is told")->required()->check(CLI::Range(0, 65535));
   add_common(cli, options);
   return parse(cli, argc, argv, options);

@@ -27,7 +27,7 @@ struct Options {
 
   // Connections.
   std::string bind = "127.0.0.1", folder = ".", peer, file;
-  int port = 0, count = 0;
+  int port = 0, count = 0, patience = 10;
 };
 
 // Reads the command line. Help and mistakes are printed and leave kDone, with the status to exit with.

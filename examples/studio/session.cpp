@@ -48,7 +48,9 @@ std::string report;
 
 int on_error(const char *, int, const char *text, ...) {
   std::lock_guard lock(report_lock);
-  if (report.empty()) report = one_line(text);
+  // What follows the first line tells where in the program it was.
+  const std::string_view line(text);
+  if (report.empty()) report = one_line(std::string(line.substr(0, line.find('\n'))));
   return 0;
 }
 
