@@ -50,7 +50,7 @@ target_link_libraries(q7_library_flags INTERFACE q7_flags)
 # Exported functions call each other directly: nobody may put another function in the place of one of them, so the calls
 # need no table, and short ones are inlined.
 target_compile_options(
-  q7_library_flags INTERFACE -fvisibility=hidden -fno-semantic-interposition $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
+  q7_library_flags INTERFACE -fvisibility=hidden -fno-semantic-interposition -fno-plt $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
                              $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
 
 # q7_room(<name>): the room's *.cpp become part of libq7common.so, its *.h are installed, its exports.txt lists the names

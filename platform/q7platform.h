@@ -341,6 +341,110 @@ Q7_API int32_t Q7GetInactiveTitleBackgroundColor(double *rgba);
 /** Colour of the texts of titles. */
 Q7_API int32_t Q7GetTitleTextColor(double *rgba);
 
+/* ---- Drawing: the messages that a layer's draw contexts answer (class 267, ui/q7dc.h, and what derives from it) ----
+ *
+ * A window gives its context as attribute 20523. Coordinates are whole pixels, x to the right, y downwards, from the
+ * origin that is in force; a point is a Q7Point (ui/q7widget.h), a rectangle a Q7Rect. Line ends and corners are pixels
+ * that are drawn themselves: a line from (0,0) to (3,0) covers four pixels, the outline of a rectangle lies inside it.
+ *
+ * A drawing message answers 1 when it was drawn (also where all of it lies outside of the clipping rectangle) and 0 for
+ * a null argument, for a shape without a pixel (a count or size below 1) and when memory is short, which is reported. A
+ * context that cannot draw something answers 0. Default: class 30, which records all of it, platform/posix/q7posix.h.
+ * What a context is told is kept by it: arrays, texts and pixels may be
+ * freed after the call. Drawing belongs to the thread that made the context. */
+
+/** A rectangle: its left upper pixel and its size. */
+typedef struct Q7Rect {
+  int32_t x;      /**< Pixels from the left. */
+  int32_t y;      /**< Pixels from the top. */
+  int32_t width;  /**< Pixels; below 1: empty. */
+  int32_t height; /**< Pixels; below 1: empty. */
+} Q7Rect;
+
+/** Pixels to be drawn: rows from the top, four bytes a pixel: red, green, blue, opacity (255: opaque; the colours are
+ * not multiplied by it). */
+typedef struct Q7Image {
+  int32_t width;         /**< Pixels of a row, 1 to 16384. */
+  int32_t height;        /**< Rows, 1 to 16384. */
+  const uint8_t *pixels; /**< width * height * 4 bytes. */
+} Q7Image;
+
+/** How large a text is, in pixels. */
+typedef struct Q7TextExtents {
+  int32_t width;   /**< From the beginning of the text to where the next one would begin. */
+  int32_t height;  /**< From line to line. */
+  int32_t ascent;  /**< Above the base line. */
+  int32_t descent; /**< Below it. */
+} Q7TextExtents;
+
+/** Drawing messages besides 267006 (pen), 267007 (mode) and 267014 (polyline). */
+enum {
+  Q7M_DC_CLEAR = 267000,          /**< Nothing is drawn any more; pen, font, clipping and origin stay. */
+  Q7M_DC_SET_PEN_COLOR = 267002,  /**< a: pen, Q7PEN_FIRST_FREE to Q7PEN_LAST; slot: colour: gives the pen a colour. */
+  Q7M_DC_SET_COLOR = 267003,      /**< Slot: colour, the address of three doubles 0 to 1: draws in it until a pen or
+                                     another colour is set. */
+  Q7M_DC_SET_BACKGROUND = 267004, /**< Slot: colour of what lies behind texts in mode 1. */
+  Q7M_DC_SET_LINE_WIDTH = 267005, /**< Slot: pixels, at least 1 (int32_t). */
+  Q7M_DC_SET_DASH = 267008,       /**< Slot: Q7DASH_... of lines and outlines. */
+  Q7M_DC_SET_FONT = 267009,       /**< Slot: font object (class 11), referenced; null: the context's own. */
+  Q7M_DC_PIXEL = 267010,          /**< Slot: const Q7Point *. */
+  Q7M_DC_LINE = 267011,           /**< a, slot: const Q7Point *: from the one to the other. */
+  Q7M_DC_POLYGON = 267015,        /**< a: count; slot: const Q7Point *: the closed outline. */
+  Q7M_DC_FILL_POLYGON = 267016,   /**< The same, filled; where it crosses itself, by the even-odd rule. */
+  Q7M_DC_RECTANGLE = 267017,      /**< Slot: const Q7Rect *: the outline. */
+  Q7M_DC_FILL_RECTANGLE = 267018, /**< The same, filled. */
+  Q7M_DC_ELLIPSE = 267019,        /**< Slot: const Q7Rect * around it: the outline. */
+  Q7M_DC_FILL_ELLIPSE = 267020,   /**< The same, filled. */
+  Q7M_DC_ARC = 267021,            /**< a: const Q7Rect * around its ellipse; slot: address of two doubles: where it
+                                     begins and how far it goes, radians, clockwise from the right. */
+  Q7M_DC_FILL_ARC = 267022,       /**< The same as a filled slice. */
+  Q7M_DC_TEXT = 267030,           /**< a: text, UTF-8; slot: const Q7Point *: the left end of its base line. */
+  Q7M_DC_TEXT_EXTENTS = 267031,   /**< a: text; slot: Q7TextExtents * to fill. 1, also of the empty text. */
+  Q7M_DC_IMAGE = 267035,          /**< a: const Q7Image *; slot: const Q7Point *: where its left upper pixel goes. */
+  Q7M_DC_ICON = 267036,           /**< a: icon object; slot: const Q7Point *. 0 for an icon without pixels. */
+  Q7M_DC_PUSH_CLIP = 267040,      /**< Slot: const Q7Rect *: from here on only what lies in it and in what was in force
+                                     is drawn. 1; 0 beyond Q7DC_DEPTH. */
+  Q7M_DC_POP_CLIP = 267041,       /**< Back to what was in force before; 0 without a push. */
+  Q7M_DC_PUSH_ORIGIN = 267042,    /**< Slot: const Q7Point *: it is (0,0) from here on. 1; 0 beyond Q7DC_DEPTH. */
+  Q7M_DC_POP_ORIGIN = 267043      /**< Back; 0 without a push. */
+};
+/** How deep clipping and origins may be nested. */
+enum { Q7DC_DEPTH = 64 };
+
+/** Attributes that can be set and read on every context that draws. */
+enum {
+  Q7A_DC_WIDTH = 267502,      /**< int32_t, pixels of the picture; a window's context has the window's. */
+  Q7A_DC_HEIGHT = 267503,     /**< int32_t */
+  Q7A_DC_LINE_WIDTH = 267504, /**< int32_t, as 267005; 1 at first. */
+  Q7A_DC_DASH = 267505,       /**< int32_t, as 267008. */
+  Q7A_DC_FONT = 267506,       /**< Object, as 267009. */
+  Q7A_DC_COLOR = 267520,      /**< Colour, as 267003; get: three doubles. */
+  Q7A_DC_BACKGROUND = 267521, /**< Colour, as 267004; get: three doubles. */
+  Q7A_DC_PEN = 267522,        /**< int32_t, as 267006; get: the pen set last, -1 after a colour. */
+  Q7A_DC_MODE = 267523        /**< int32_t, as 267007. */
+};
+
+/** Pens that every context has: the colours of the user interface as the widget class answers them (41561 to 41571) at
+ * the moment the pen is set. Pens from Q7PEN_FIRST_FREE on are black until 267002 gives them a colour. A pen outside of
+ * 0 to Q7PEN_LAST is refused with 0. */
+enum {
+  Q7PEN_BACKGROUND = 0,
+  Q7PEN_FOREGROUND = 1,
+  Q7PEN_TOP_SHADOW = 2,
+  Q7PEN_BOTTOM_SHADOW = 3,
+  Q7PEN_DOWN = 4,
+  Q7PEN_DOWN_FOREGROUND = 5,
+  Q7PEN_INPUT_BACKGROUND = 6,
+  Q7PEN_ACTIVE_TITLE = 7,
+  Q7PEN_INACTIVE_TITLE = 8,
+  Q7PEN_TITLE_TEXT = 9,
+  Q7PEN_FIRST_FREE = 16,
+  Q7PEN_LAST = 63
+};
+
+/** How lines are dashed. */
+enum { Q7DASH_SOLID = 0, Q7DASH_DASHED = 1, Q7DASH_DOTTED = 2 };
+
 /** Asks for a widget to be drawn again, soon, by the main loop; several requests are joined into one. @return 1; 0 for
  * null and for what is no widget */
 Q7_API int32_t Q7Refresh(Q7Object *widget);

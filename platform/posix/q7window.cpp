@@ -1,4 +1,4 @@
-// q7window: the classes of the layer's user interface: window, frame, splitter, native gadgets, font, icon and cursor.
+// q7window: the classes of the layer's user interface: window, frame, splitter and native gadgets.
 // They need no display: they keep their attributes and take part in layout as any widget does.
 #include "core/q7root.h"
 #include "platform/posix/attributes.hpp"
@@ -15,27 +15,6 @@ namespace {
 enum : uint32_t { kWidth = 41503, kHeight = 41504, kClientX = 41509, kClientY = 41510, kManager = 41543 };
 // A manager is told of a splitter's drag by this method: a: code, b: splitter, slot: distance.
 constexpr uint32_t kManagerNotify = 25001;
-
-// Method 0 and the two attribute methods of a class that keeps attributes; init(data) gives the starting values.
-template <class T, size_t N, class Init>
-uint64_t create(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *list, const AttributeRun (&runs)[N],
-                Init init) {
-  auto *obj = reinterpret_cast<Q7Object *>(inherit(cl, receiver, Q7M_NEW, a, b, list));
-  if (!obj) return 0;
-  auto &values = data<T>(cl, obj).values;
-  init(data<T>(cl, obj));
-  each_tag(list, [&](const Q7TagItem &item) { keep(runs, values, item); });
-  return word(obj);
-}
-template <class T, size_t N>
-uint64_t set(Q7Class *cl, Q7Object *obj, Q7TagItem *list, const AttributeRun (&runs)[N]) {
-  return walk<T>(cl, obj, Q7M_SET, list, [&](T &d, const Q7TagItem &item) { return keep(runs, d.values, item); });
-}
-template <class T, size_t N>
-uint64_t get(Q7Class *cl, Q7Object *obj, Q7TagItem *list, const AttributeRun (&runs)[N]) {
-  return walk<T>(cl, obj, Q7M_GET, list, [&](T &d, const Q7TagItem &item) { return give(runs, d.values, item); });
-}
-constexpr auto no_init = [](auto &) {};
 
 int32_t int_attribute(Q7Object *obj, uint32_t tag) {
   int32_t value = 0;
@@ -120,10 +99,10 @@ uint64_t q7fr_get(Q7Class *cl, Q7Object *obj, Q7TagItem *list) {
 uint64_t q7fr_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   switch (method) {
     case Q7M_NEW:
-      return create<Frame>(cl, obj, a, b, list, frame_runs, [](Frame &frame) {
+      return create_kept<Frame>(cl, obj, a, b, list, frame_runs, [](Frame &frame) {
         for (uint64_t &inset : frame.values) inset = Q7FRAME_DEFAULT_INSET;
       });
-    case Q7M_SET: return set<Frame>(cl, obj, list, frame_runs);
+    case Q7M_SET: return set_kept<Frame>(cl, obj, list, frame_runs);
     case Q7M_GET: return q7fr_get(cl, obj, list);
     default: return inherit(cl, obj, method, a, b, list);
   }
@@ -149,48 +128,10 @@ uint64_t q7sp_drag(Q7Class *cl, Q7Object *obj, Q7TagItem *list) {
 
 uint64_t q7sp_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   switch (method) {
-    case Q7M_NEW: return create<Splitter>(cl, obj, a, b, list, splitter_runs, no_init);
-    case Q7M_SET: return set<Splitter>(cl, obj, list, splitter_runs);
-    case Q7M_GET: return get<Splitter>(cl, obj, list, splitter_runs);
+    case Q7M_NEW: return create_kept<Splitter>(cl, obj, a, b, list, splitter_runs, no_init);
+    case Q7M_SET: return set_kept<Splitter>(cl, obj, list, splitter_runs);
+    case Q7M_GET: return get_kept<Splitter>(cl, obj, list, splitter_runs);
     case Q7M_SPLITTER_DRAG: return q7sp_drag(cl, obj, list);
-    default: return inherit(cl, obj, method, a, b, list);
-  }
-}
-
-// ---- Font ----
-
-constexpr AttributeRun font_runs[] = {
-    {Q7A_FONT_FIRST, Q7A_FONT_LAST, Width::kInt32, 0},
-};
-struct Font {  // instance data
-  uint64_t values[Q7A_FONT_LAST - Q7A_FONT_FIRST + 1];
-};
-
-uint64_t q7fo_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
-  switch (method) {
-    case Q7M_NEW:
-      return create<Font>(cl, obj, a, b, list, font_runs, [](Font &font) {
-        font.values[Q7A_FONT_HEIGHT - Q7A_FONT_FIRST] = Q7FONT_DEFAULT_HEIGHT;
-        font.values[Q7A_FONT_ASCENT - Q7A_FONT_FIRST] = Q7FONT_DEFAULT_ASCENT;
-      });
-    case Q7M_SET: return set<Font>(cl, obj, list, font_runs);
-    case Q7M_GET: return get<Font>(cl, obj, list, font_runs);
-    default: return inherit(cl, obj, method, a, b, list);
-  }
-}
-
-// ---- Icon and cursor: an object stands for a picture by its name and answers its size ----
-
-struct Picture {  // instance data
-  uint64_t values[2];
-};
-template <uint32_t kFirst>
-uint64_t picture_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
-  static constexpr AttributeRun runs[] = {{kFirst, kFirst + 1, Width::kInt32, 0}};
-  switch (method) {
-    case Q7M_NEW: return create<Picture>(cl, obj, a, b, list, runs, no_init);
-    case Q7M_SET: return set<Picture>(cl, obj, list, runs);
-    case Q7M_GET: return get<Picture>(cl, obj, list, runs);
     default: return inherit(cl, obj, method, a, b, list);
   }
 }
@@ -205,12 +146,6 @@ constexpr ClassDef gadget_class = {Q7C_OSGADGET,          Q7C_GADGET,     "q7osg
                                    Q7RegisterGadgetClass, "Native Gadget"};
 constexpr ClassDef gadget2_class = {Q7C_OSGADGET2,         Q7C_GADGET,     "q7osgadget2", nullptr, 0,
                                     Q7RegisterGadgetClass, "Native Gadget"};
-constexpr ClassDef font_class = {Q7C_FONT, Q7C_ROOT, "q7font", q7fo_dispatch, sizeof(Font), Q7RegisterRootClass,
-                                 "Font"};
-constexpr ClassDef icon_class = {
-    Q7C_ICON, Q7C_ROOT, "q7icon", picture_dispatch<Q7A_ICON_WIDTH>, sizeof(Picture), Q7RegisterRootClass, "Icon"};
-constexpr ClassDef cursor_class = {
-    Q7C_CURSOR, Q7C_ROOT, "q7cursor", picture_dispatch<Q7A_CURSOR_X>, sizeof(Picture), Q7RegisterRootClass, "Cursor"};
 
 }  // namespace
 
@@ -221,10 +156,6 @@ int32_t Q7RegisterWindowClass(Q7App *app) {
 int32_t Q7RegisterOSGadgetClass(Q7App *app) {
   return register_class(app, gadget_class) && register_class(app, gadget2_class);
 }
-
-int32_t Q7RegisterIconClass(Q7App *app) { return register_class(app, icon_class) && register_class(app, font_class); }
-
-int32_t Q7RegisterCursorClass(Q7App *app) { return register_class(app, cursor_class); }
 
 int32_t Q7Refresh(Q7Object *widget) {
   if (!widget || !Q7ClassIdIsOfKind(widget->clid, Q7C_WIDGET)) return 0;

@@ -134,12 +134,40 @@ TEST_F(Windows, ADraggedSplitterNotifiesItsManager) {
   Q7ObjectDelete(manager);
 }
 
-TEST_F(Windows, AFontHasAHeightAndAnAscent) {
+TEST_F(Windows, AFontMeasuresItself) {
   Q7Object *font = Q7ObjectCreate(11, 0);
-  EXPECT_EQ(get_int(font, 11501), 10);
-  EXPECT_EQ(get_int(font, 11504), 8);
-  Q7Set(font, 11501, uint64_t{16}, 0);
+  EXPECT_EQ(get_int(font, Q7A_FONT_SIZE), 12);
+  const int32_t height = get_int(font, Q7A_FONT_HEIGHT);
+  EXPECT_GE(height, 12);
+  EXPECT_LE(height, 20);
+  EXPECT_GT(get_int(font, Q7A_FONT_ASCENT), get_int(font, Q7A_FONT_DESCENT));
+  Q7Set(font, Q7A_FONT_SIZE, uint64_t{24}, 0);
+  EXPECT_NEAR(get_int(font, Q7A_FONT_HEIGHT), 2 * height, 2);
+  Q7ObjectDelete(font);
+}
+
+TEST_F(Windows, AFontKeepsTheMeasuresThatItIsGiven) {
+  Q7Object *font = Q7ObjectCreate(11, Q7A_FONT_HEIGHT, uint64_t{16}, Q7A_FONT_ASCENT, uint64_t{11}, 0);
   EXPECT_EQ(get_int(font, 11501), 16);
+  EXPECT_EQ(get_int(font, 11504), 11);
+  Q7TextExtents extents{};
+  EXPECT_EQ(font->dispatch(font->cl, font, Q7M_FONT_EXTENTS, word("mm"), 0, reinterpret_cast<Q7TagItem *>(&extents)),
+            1u);
+  EXPECT_EQ(extents.height, 16);
+  EXPECT_EQ(extents.ascent, 11);
+  EXPECT_GT(extents.width, 12);
+  EXPECT_EQ(Q7SendMsg(font, Q7M_FONT_EXTENTS, 0), 0u);
+  Q7ObjectDelete(font);
+}
+
+TEST_F(Windows, AFontsSizeAndStyleStayInTheirRange) {
+  Q7Object *font = Q7ObjectCreate(11, Q7A_FONT_SIZE, uint64_t{0}, Q7A_FONT_STYLE, uint64_t{0xFF}, 0);
+  EXPECT_EQ(get_int(font, Q7A_FONT_SIZE), 1);
+  EXPECT_EQ(get_int(font, Q7A_FONT_STYLE), 7);
+  Q7Set(font, Q7A_FONT_SIZE, uint64_t{100000}, 11515, uint64_t{5}, 0);
+  EXPECT_EQ(get_int(font, Q7A_FONT_SIZE), 1000);
+  EXPECT_EQ(get_int(font, 11515), 5);
+  EXPECT_NE(Q7Set(font, 11516, uint64_t{5}, 0), 0u);
   Q7ObjectDelete(font);
 }
 
@@ -149,9 +177,58 @@ TEST_F(Windows, IconsAndCursorsKeepTheirSizes) {
   EXPECT_EQ(get_int(icon, 27501), 24);
   EXPECT_STREQ(icon->name, "open");
   Q7ObjectDelete(icon);
-  Q7Object *cursor = Q7ObjectCreate(28, 28500, uint64_t{3}, 0);
+  Q7Object *cursor = Q7ObjectCreate(28, 28500, uint64_t{3}, 28503, uint64_t{9}, 0);
   EXPECT_EQ(get_int(cursor, 28500), 3);
+  EXPECT_EQ(get_int(cursor, 28501), 0);
+  EXPECT_EQ(get_int(cursor, 28503), 9);
   Q7ObjectDelete(cursor);
+}
+
+TEST_F(Windows, IconsAndCursorsKeepTheirPixels) {
+  for (uint32_t id : {27u, 28u}) {
+    const uint32_t tag = id == 27 ? 27502 : 28504;
+    const uint32_t width = id == 27 ? 27500 : 28502;
+    uint8_t pixels[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const Q7Image image = {2, 1, pixels};
+    Q7Object *icon = Q7ObjectCreate(id, tag, word(&image), 0);
+    pixels[0] = 99;
+    const Q7Image *kept = nullptr;
+    Q7Get(icon, tag, word(&kept), 0);
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(kept->pixels[0], 1);
+    EXPECT_EQ(kept->pixels[7], 8);
+    EXPECT_EQ(get_int(icon, width), 2);
+    auto *copy = reinterpret_cast<Q7Object *>(Q7SendMsg(icon, Q7M_COPY, 0));
+    ASSERT_NE(copy, nullptr);
+    Q7Set(icon, tag, uint64_t{0}, 0);
+    Q7Get(icon, tag, word(&kept), 0);
+    EXPECT_EQ(kept, nullptr);
+    Q7Get(copy, tag, word(&kept), 0);
+    EXPECT_EQ(kept->pixels[7], 8);
+    const Q7Image broken = {0, 1, pixels};
+    Q7Set(copy, tag, word(&broken), 0);
+    Q7Get(copy, tag, word(&kept), 0);
+    EXPECT_EQ(kept->width, 2);
+    Q7ObjectDelete(copy);
+    Q7ObjectDelete(icon);
+  }
+}
+
+TEST_F(Windows, WithoutMemoryAnIconStaysAsItWas) {
+  Capture quiet(1);
+  const uint8_t pixels[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+  const Q7Image image = {2, 1, pixels};
+  Q7Object *icon = Q7ObjectCreate(27, 27500, uint64_t{7}, 0);
+  AllocGate gate;
+  gate.fail(1);
+  Q7Object *kept = icon;
+  Q7Set(icon, Q7A_ICON_IMAGE, word(&image), 0);
+  gate.pass();
+  Q7Get(icon, Q7A_ICON_IMAGE, word(&kept), 0);
+  EXPECT_EQ(kept, nullptr);
+  EXPECT_EQ(get_int(icon, 27500), 7);
+  EXPECT_EQ(errors().size(), 1u);
+  Q7ObjectDelete(icon);
 }
 
 TEST_F(Windows, RefreshTakesWidgetsOnly) {
