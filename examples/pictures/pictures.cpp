@@ -17,6 +17,7 @@
 #include "platform/posix/q7posix.h"
 #include "ui/q7canvas.h"
 #include "ui/q7compas.h"
+#include "ui/q7dc.h"
 #include "ui/q7easymx.h"
 #include "ui/q7gadget.h"
 #include "ui/q7mxbutto.h"
