@@ -108,7 +108,11 @@ enum {
   /** Puts the colour scheme back to the defaults. Result: 0. */
   Q7M_WIDGET_RESET_COLORS = 41037,
   /** Slot: percent: resets the scheme, multiplies each colour by percent / 100 and clips to 0..1. Result: 0. */
-  Q7M_WIDGET_BRIGHTNESS = 41038
+  Q7M_WIDGET_BRIGHTNESS = 41038,
+  /** a: handler object; b: method; slot: argument. The handler receives the method for each child in order: a: the
+   * child; b: this widget; slot: the argument; the first answer of 0 ends the walk. Children may come and go meanwhile.
+   * Result: 1 when all answered non-zero, so also without children; else 0. */
+  Q7M_WIDGET_EACH_CHILD = 41039
   /* 41010 to 41013, 41020, 41021, 41027 to 41029, 41034 and 41035 are hooks for the platform's classes (pointer, keys,
    * focus): a widget that does not implement them answers 0 without a report, so they may be sent to any widget. */
 };

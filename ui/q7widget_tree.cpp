@@ -200,6 +200,14 @@ uint64_t q7::tell_children(WidgetData &w, Q7Object *self, uint32_t method, uint6
   return arg(self);
 }
 
+uint64_t q7::each_child(WidgetData &w, Q7Object *self, Q7Object *handler, uint32_t method, Q7TagItem *argument) {
+  Walk walk(w.children);
+  while (auto *child = walk.take<Q7Object>()) {
+    if (!send(handler, method, arg(child), arg(self), argument)) return 0;
+  }
+  return walk.valid();
+}
+
 uint64_t q7::realize(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   Walk walk(w.children);
   while (auto *child = walk.take<Q7Object>()) send(child, method, a, b, tags);

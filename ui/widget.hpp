@@ -141,6 +141,7 @@ uint64_t child_added(WidgetData &w, Q7Object *self, Q7Object *child);
 uint64_t child_removed(WidgetData &w, Q7Object *self, Q7Object *child);
 void dispose_children(WidgetData &w, Q7Object *self);
 void leave_parent_list(WidgetData &w, Q7Object *self);
+uint64_t each_child(WidgetData &w, Q7Object *self, Q7Object *handler, uint32_t method, Q7TagItem *argument);
 uint64_t tell_children(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags);
 uint64_t realize(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags);
 Q7Object *child_at(WidgetData &w, const Q7Point *point);
