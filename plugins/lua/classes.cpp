@@ -88,7 +88,7 @@ int create(lua_State *L) {
     const char *name = cl->header.name ? cl->header.name : "?";
     return luaL_error(L, "an object of class %s (%I) cannot be made", name, Whole{cl->header.clid});
   }
-  push_object(L, object);
+  push_new_object(L, object);
   if (!with_attributes) return 1;
   const int handle = lua_gettop(L);
   lua_pushcfunction(L, set_attributes);

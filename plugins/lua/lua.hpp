@@ -37,7 +37,8 @@ struct State {
 inline State *state_of(lua_State *L) { return *static_cast<State **>(lua_getextraspace(L)); }
 
 State *state_open(Q7Object *language, uint64_t memory_limit, uint64_t step_limit);
-// Closes a state, at once or, while a script runs, behind it.
+// Closes a state, at once or, while a script runs, behind it. Finalizers still find the language object when it is at
+// once.
 void state_close(State *state);
 // Runs function(L) with `data` as a light userdata as its argument; an error is told to the language object. While it
 // runs, `folder` (with its "/") is where other files of the script are looked for; null leaves that as it is. 1 or 0.
@@ -119,12 +120,16 @@ struct Handle {
   uint32_t magic;
   int32_t references;  // that scripts have taken through this handle
   Q7Object *object;    // null: gone
+  bool owned;          // just made: nobody else knows it yet, so it goes with the handle
+  bool deleting;       // the script is disposing of it
 };
 
 // A pointer to an object is only good until Lua collects garbage, since finalizers may dispose of anything. So whoever
 // is going to push an object makes sure of room for it before it reads the pointer, and pushes it at once.
 void reserve_handle(lua_State *L);
 void push_object(lua_State *L, Q7Object *object);
+// The same for an object that was just made; if it cannot be pushed it is disposed of.
+void push_new_object(lua_State *L, Q7Object *object);
 // The object of the handle at an index; raises an error for another value and for an object that is gone.
 Q7Object *check_object(lua_State *L, int index);
 // Pushes what an object is called in messages.

@@ -33,6 +33,28 @@ Handle *check_handle(lua_State *L, int index) {
   return handle;
 }
 
+// Turns the handle in reserve into one for an object. Up to the watch nothing here runs a finalizer, and from then on a
+// failure leaves a handle that will be collected.
+void push_handle(lua_State *L, Q7Object *object, bool owned) {
+  lua_rawgetp(L, LUA_REGISTRYINDEX, &kSpareKey);
+  Handle *handle = test<Handle>(L, -1);
+  if (!handle || !Q7ObjectWatch(object, handle_gone, arg(handle))) {
+    if (owned) send(object, Q7M_DISPOSE);
+    luaL_error(L, "not enough memory for a handle");
+    return;
+  }
+  handle->object = object;
+  handle->owned = owned;
+  lua_pushnil(L);
+  lua_rawsetp(L, LUA_REGISTRYINDEX, &kSpareKey);
+  lua_rawgetp(L, LUA_REGISTRYINDEX, &kHandlesKey);
+  lua_pushvalue(L, -2);
+  lua_rawsetp(L, -2, object);
+  lua_pop(L, 1);
+  push_rows(L, object);
+  lua_setiuservalue(L, -2, 1);
+}
+
 // ---- Metamethods ----
 
 int handle_collect(lua_State *L) {
@@ -44,6 +66,7 @@ int handle_collect(lua_State *L) {
   Call call;
   call_begin(L, call);
   for (; handle->references > 0; --handle->references) send(object, Q7M_RELEASE);
+  if (handle->owned) send(object, Q7M_DISPOSE);
   call_end(call);
   return 0;
 }
@@ -95,12 +118,15 @@ int object_alive(lua_State *L) {
 // object:delete(), and the end of a variable declared <close>. What references are counted on is somebody else's too.
 int object_delete(lua_State *L) {
   Handle *handle = check_handle(L, 1);
-  if (!handle->object) return 0;
+  if (!handle->object || handle->deleting) return 0;
+  const State *state = state_of(L);
+  if (state->closing && handle->object == state->language) return luaL_error(L, "the language object is going already");
   const int32_t others = __atomic_load_n(&handle->object->refcount, __ATOMIC_RELAXED) - handle->references;
   if (others > 0) {
     const char *title = push_title(L, handle->object);
     return luaL_error(L, "%s is in use (%d references)", title, static_cast<int>(others));
   }
+  handle->deleting = true;
   Call call;
   call_begin(L, call);
   while (handle->object && handle->references > 1) {
@@ -110,6 +136,7 @@ int object_delete(lua_State *L) {
   if (handle->object && handle->object->succ && handle->object->pred) send(handle->object, Q7M_REMOVE);
   if (handle->object) send(handle->object, handle->references > 0 ? Q7M_RELEASE : Q7M_DISPOSE);
   handle->references = 0;
+  handle->deleting = false;
   call_end(call);
   call_check(L, call);
   return 0;
@@ -150,7 +177,7 @@ int object_copy(lua_State *L) {
     call_check(L, call);
     return luaL_error(L, "%s cannot be copied", push_title(L, object));
   }
-  push_object(L, copy);
+  push_new_object(L, copy);
   return 1;
 }
 
@@ -401,7 +428,7 @@ int root(lua_State *L) {
 void reserve_handle(lua_State *L) {
   if (lua_rawgetp(L, LUA_REGISTRYINDEX, &kSpareKey) == LUA_TNIL) {
     auto *handle = static_cast<Handle *>(lua_newuserdatauv(L, sizeof(Handle), 1));
-    *handle = {Handle::kMagic, 0, nullptr};
+    *handle = {Handle::kMagic, 0, nullptr, false, false};
     set_metatable(L, &kHandleKey);
     lua_rawsetp(L, LUA_REGISTRYINDEX, &kSpareKey);
   }
@@ -413,29 +440,18 @@ void push_object(lua_State *L, Q7Object *object) {
     lua_pushnil(L);
     return;
   }
-  // Up to the watch nothing here runs a finalizer.
   lua_rawgetp(L, LUA_REGISTRYINDEX, &kHandlesKey);
   lua_rawgetp(L, -1, object);
   const Handle *known = test<Handle>(L, -1);
-  if (known && known->object == object) {
-    lua_remove(L, -2);
-    return;
-  }
-  lua_pop(L, 1);
-  lua_rawgetp(L, LUA_REGISTRYINDEX, &kSpareKey);
-  Handle *handle = test<Handle>(L, -1);
-  if (!handle || !Q7ObjectWatch(object, handle_gone, arg(handle))) {
-    luaL_error(L, "not enough memory for a handle");
-    return;
-  }
-  handle->object = object;
-  lua_pushnil(L);
-  lua_rawsetp(L, LUA_REGISTRYINDEX, &kSpareKey);
-  lua_pushvalue(L, -1);
-  lua_rawsetp(L, -3, object);
   lua_remove(L, -2);
-  push_rows(L, object);
-  lua_setiuservalue(L, -2, 1);
+  if (known && known->object == object) return;
+  lua_pop(L, 1);
+  push_handle(L, object, false);
+}
+
+void push_new_object(lua_State *L, Q7Object *object) {
+  push_handle(L, object, true);
+  test<Handle>(L, -1)->owned = false;
 }
 
 Q7Object *check_object(lua_State *L, int index) {

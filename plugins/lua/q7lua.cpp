@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "core/q7memory.h"
 #include "core/q7objects.h"
@@ -131,8 +132,7 @@ uint64_t q7lu_incomplete(Lua &lua, Q7Object *self, const char *text) {
 uint64_t q7lu_reset(Lua &lua) {
   if (!lua.state) return 1;
   if (lua.state->depth > 0) return 0;
-  state_close(lua.state);
-  lua.state = nullptr;
+  state_close(std::exchange(lua.state, nullptr));
   return 1;
 }
 
@@ -197,9 +197,7 @@ uint64_t q7lu_create(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7
 
 uint64_t q7lu_dispose(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto &lua = data<Lua>(cl, obj);
-  State *state = lua.state;
-  lua.state = nullptr;
-  if (state) state_close(state);
+  if (lua.state) state_close(std::exchange(lua.state, nullptr));
   return inherit(cl, obj, Q7M_DISPOSE, a, b, tags);
 }
 

@@ -15,7 +15,7 @@ namespace q7lua {
 namespace {
 
 constexpr int kStepsAtOnce = 1000;  // instructions between two looks at the limit
-constexpr int kMaxDepth = 100;      // scripts that call the library that calls scripts
+constexpr int kMaxDepth = 40;      // scripts that call the library that calls scripts
 
 Call *current;  // the innermost call of a script into the library
 
@@ -41,6 +41,14 @@ void warn(void *context, const char *text, int continued) {
   if (!continued || *text != '@') tell(state->language, Q7M_PRGLNG_ERROR, text);
 }
 
+// An error where the script stands; a hook is no level of its own.
+void fail_here(lua_State *L, const char *text) {
+  luaL_where(L, 0);
+  lua_pushstring(L, text);
+  lua_concat(L, 2);
+  lua_error(L);
+}
+
 void step_hook(lua_State *L, lua_Debug *) {
   State *state = state_of(L);
   state->steps += state->stopped ? 1 : kStepsAtOnce;
@@ -48,15 +56,15 @@ void step_hook(lua_State *L, lua_Debug *) {
   // From here on every instruction fails, so that a script that catches errors ends too.
   state->stopped = true;
   lua_sethook(L, step_hook, LUA_MASKCOUNT, 1);
-  luaL_error(L, "stopped after %I steps", static_cast<Whole>(state->step_limit));
+  fail_here(L, lua_pushfstring(L, "stopped after %I steps", static_cast<Whole>(state->step_limit)));
 }
 
 void interrupt_hook(lua_State *L, lua_Debug *) {
   state_limit_steps(state_of(L));
-  luaL_error(L, "interrupted");
+  fail_here(L, "interrupted");
 }
 
-void gone_hook(lua_State *L, lua_Debug *) { luaL_error(L, "the language object is gone"); }
+void gone_hook(lua_State *L, lua_Debug *) { fail_here(L, "the language object is gone"); }
 
 void hook_every_step(State *state, lua_Hook hook) {
   constexpr int kEverything = LUA_MASKCALL | LUA_MASKRET | LUA_MASKLINE | LUA_MASKCOUNT;
@@ -157,11 +165,11 @@ State *state_open(Q7Object *language, uint64_t memory_limit, uint64_t step_limit
 }
 
 void state_close(State *state) {
-  state->language = nullptr;
   if (state->depth == 0) {
     finish(state);
     return;
   }
+  state->language = nullptr;
   state->closing = true;
   hook_every_step(state, gone_hook);
 }
