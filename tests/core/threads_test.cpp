@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-
+#include "core/q7watch.h"
 #include "tests/core/core_test.h"
 
 namespace {
