@@ -4,6 +4,7 @@
 #define Q7_PLATFORM_POSIX_Q7POSIX_H
 
 #include "platform/q7platform.h"
+#include "ui/q7gmanag.h"
 
 Q7_BEGIN_DECLS
 
@@ -124,16 +125,11 @@ enum {
 };
 
 /**
- * Frame, class 29, superclass the widget class: gives a geometry manager the insets of what lies inside it. The client
- * area's offset (41509, 41510) is the left and the top inset.
+ * Frame, class 29, superclass the widget class: gives a geometry manager the insets of what lies inside it (41522 to
+ * 41525, ui/q7gmanag.h), which can be set; each is Q7FRAME_DEFAULT_INSET pixels at first. The client area's offset
+ * (41509, 41510) is the left and the top inset.
  */
-enum {
-  Q7A_FRAME_LEFT = 41522,   /**< int32_t, pixels; Q7FRAME_DEFAULT_INSET at first, as are the others. */
-  Q7A_FRAME_TOP = 41523,    /**< int32_t */
-  Q7A_FRAME_RIGHT = 41524,  /**< int32_t */
-  Q7A_FRAME_BOTTOM = 41525, /**< int32_t */
-  Q7FRAME_DEFAULT_INSET = 2
-};
+enum { Q7FRAME_DEFAULT_INSET = 2 };
 
 /** Splitter, class 284, superclass the widget class. */
 enum {
