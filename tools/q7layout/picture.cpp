@@ -24,7 +24,7 @@ class Pencil {
  public:
   explicit Pencil(Pair size)
       : dc_(Q7ObjectCreate(Q7C_DRAWING, Q7A_DC_WIDTH, static_cast<uint64_t>(size.x), Q7A_DC_HEIGHT,
-                           static_cast<uint64_t>(size.y), Q7A_DC_BACKGROUND, word(kBackground.rgb), 0)) {}
+                           static_cast<uint64_t>(size.y), 0)) {}
   ~Pencil() {
     if (dc_) Q7ObjectDelete(dc_);
   }
@@ -75,6 +75,7 @@ bool is_hidden(const Item &item) {
 bool draw(const Description &description, const Scene &scene, Pair size, const std::string &path) {
   Pencil pencil(size);
   if (!pencil) return false;
+  pencil.fill({0, 0, size.x, size.y}, kBackground);
   size_t widgets = 0;
   for (const Item &item : description.items) {
     if (is_hidden(item)) continue;
