@@ -350,6 +350,16 @@ LUA
   echo 'print("hello")' >hello.lua
   answers 0 vase.obj hello.lua -o - $small
   same plain.png out
+  [ "$(cat err)" = hello ] || fail "printed: $(cat err)"
+  # A script without end is ended by a signal.
+  echo 'while true do end' >endless.lua
+  "$studio" vase.obj endless.lua -o endless.png $small >out 2>err &
+  local pid=$!
+  sleep 0.5
+  kill -INT $pid
+  wait $pid
+  [ $? = 130 ] || fail "an endless script: another status"
+  one_line cancelled
   answers 1 vase.obj vase.mtl
   one_line 'no language'
 }
