@@ -582,6 +582,9 @@ int list_add(lua_State *L) {
   Call call;
   const Q7List *list = proxy_list(L, call);
   const Handle *handle = test<Handle>(L, 2);
+  // What is its own part would never be reached again, and disposed of while it is being disposed of.
+  const bool inside = list && handle->object && contains_list(handle->object, list);
+  if (inside) list = nullptr;
   if (list && handle->object && handle->object->succ && handle->object->pred) send(handle->object, Q7M_REMOVE);
   if (list && handle->object) send(handle->object, Q7M_ADDTAIL, 0, 0, slot(list));
   const Handle *owner = test<Handle>(L, 3);
@@ -590,6 +593,7 @@ int list_add(lua_State *L) {
   }
   call_end(call);
   call_check(L, call);
+  if (inside) return luaL_error(L, "an object cannot be put into itself");
   lua_settop(L, 2);
   return 1;
 }

@@ -146,6 +146,8 @@ Q7Object *root_object(State *state);
 // The object in one of whose lists an object stands, looked for from the root object on, and which attribute the list
 // is. Calls nothing of Lua; null if there is none.
 Q7Object *find_owner(State *state, const Q7Object *object, Place &place);
+// Whether a list belongs to an object or to anything below it.
+bool contains_list(Q7Object *object, const Q7List *list);
 void open_objects(lua_State *L);
 void open_classes(lua_State *L);
 

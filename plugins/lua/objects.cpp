@@ -497,6 +497,11 @@ Q7Object *find_owner(State *state, const Q7Object *object, Place &place) {
   return found.owner;
 }
 
+bool contains_list(Q7Object *object, const Q7List *list) {
+  Search found = {list, nullptr, {}};
+  return search(object, found, 0);
+}
+
 void open_objects(lua_State *L) {
   lua_newtable(L);
   lua_newtable(L);

@@ -253,6 +253,12 @@ TEST_F(LuaObjects, ObjectsAreAddedToLists) {
             "3\tscene 'new'\n2\tscene 'light'\n");
 }
 
+TEST_F(LuaObjects, AnObjectIsNotPutIntoItself) {
+  EXPECT_EQ(error("scene.Members:add(scene)"), "an object cannot be put into itself");
+  EXPECT_EQ(error("scene.light.Members:add(q7.root())"), "an object cannot be put into itself");
+  EXPECT_EQ(eval("scene:parent(), #scene.Members"), "scene 'root'\t2");
+}
+
 TEST_F(LuaObjects, AWidgetsParentIsItsOwn) {
   Q7RegisterWidgetClass(app());
   EXPECT_EQ(run("w = q7.create('q7widget', {Name = 'top'}) c = q7.create('q7widget', {[41500] = w}) "
