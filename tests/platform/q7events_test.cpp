@@ -328,6 +328,83 @@ TEST_F(Tree, ACanvasTellsItsPointerEvents) {
   EXPECT_EQ(last.x, 90);
 }
 
+TEST_F(Tree, AModalWindowKeepsInputFromTheOthers) {
+  listen(gadget("Press", 10, 10, 80, 20));
+  Q7Object *dialog =
+      Q7ObjectCreate(Q7C_WINDOW, 41503, uint64_t{50}, 41504, uint64_t{50}, Q7A_WINDOW_MODAL, uint64_t{1}, 0);
+  EXPECT_EQ(click(15, 15), 1u) << "not realized";
+  message(dialog, Q7M_WIDGET_REALIZE);
+  EXPECT_EQ(click(15, 15), 0u);
+  EXPECT_EQ(event({Q7EVENT_CLOSE, 0, 0, 0, 0, 0, 0, 0, 0, nullptr}), 0u);
+  const Q7Event close = {Q7EVENT_CLOSE, 0, 0, 0, 0, 0, 0, 0, 0, nullptr};
+  EXPECT_EQ(message(dialog, Q7M_WINDOW_EVENT, 0, &close), 1u);
+  Q7ObjectDelete(dialog);
+  EXPECT_EQ(click(15, 15), 1u);
+  EXPECT_EQ(heard().size(), 2u);
+}
+
+TEST_F(Tree, AWindowThatIsNotResizableStaysAsItIs) {
+  EXPECT_EQ(number(window(), Q7A_WINDOW_RESIZABLE), 1);
+  Q7Set(window(), Q7A_WINDOW_RESIZABLE, uint64_t{0}, 0);
+  EXPECT_EQ(event({Q7EVENT_RESIZE, 0, 0, 0, 0, 0, 333, 222, 0, nullptr}), 0u);
+  EXPECT_EQ(number(window(), 20510), 200);
+}
+
+TEST_F(Tree, AWindowMayLeaveTheKeyboardWhereItIs) {
+  Q7Object *first = gadget("1", 0, 0, 20, 20);
+  click(5, 5);
+  Q7Object *popup =
+      Q7ObjectCreate(Q7C_WINDOW, Q7A_WIDGET_PARENT, word(window()), Q7A_WIDGET_X, uint64_t{50}, Q7A_WIDGET_WIDTH,
+                     uint64_t{40}, Q7A_WIDGET_HEIGHT, uint64_t{30}, Q7A_WINDOW_NO_FOCUS, uint64_t{1}, 0);
+  Q7Object *inner = Q7ObjectCreate(26, Q7A_WIDGET_PARENT, word(popup), 41503, uint64_t{40}, 41504, uint64_t{30}, 0);
+  click(60, 10);
+  EXPECT_EQ(pointer<Q7Object *>(window(), Q7A_WINDOW_FOCUS), first);
+  Q7Set(popup, Q7A_WINDOW_NO_FOCUS, uint64_t{0}, 0);
+  click(60, 10);
+  EXPECT_EQ(pointer<Q7Object *>(window(), Q7A_WINDOW_FOCUS), inner);
+}
+
+TEST_F(Tree, WhatIsDraggedIsDroppedOnTheWidgetUnderThePointer) {
+  static Q7Object *dragged;
+  dragged = Q7ObjectCreate(Q7C_ICON, 0);
+  Q7SendMsg(dragged, Q7M_ADDREF, 0);
+  Q7Object *source = widget(kClient, window(), 0, 0, 50, 50);
+  Q7Object *target = widget(kClient, window(), 100, 10, 50, 50);
+  receiver() = [](Q7Object *, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *slot) -> uint64_t {
+    if (method == 100010) return word(dragged);
+    if (method == 100013) {
+      heard().push_back({method, a, b, word(slot)});
+      return 1;
+    }
+    const auto *point = reinterpret_cast<const Q7Point *>(b);
+    heard().push_back({method, a, static_cast<uint64_t>(point->x), static_cast<uint64_t>(point->y)});
+    return 77;
+  };
+  Q7Set(source, Q7A_WIDGET_DRAG_HANDLER, word(listener()), Q7A_WIDGET_DRAG_METHOD, uint64_t{100010},
+        Q7A_WIDGET_DRAG_FINISHED_METHOD, uint64_t{100013}, 0);
+  Q7Set(target, Q7A_WIDGET_DROP_HANDLER, word(listener()), Q7A_WIDGET_CAN_DROP_METHOD, uint64_t{100011},
+        Q7A_WIDGET_DROP_METHOD, uint64_t{100012}, 0);
+  EXPECT_EQ(press(10, 10), 1u);
+  motion(25, 10);
+  EXPECT_EQ(dragged->refcount, 1) << "below the threshold";
+  motion(31, 10);
+  EXPECT_EQ(dragged->refcount, 2);
+  EXPECT_EQ(motion(110, 30), 1u);
+  EXPECT_EQ(release(110, 30), 1u);
+  EXPECT_EQ(heard(),
+            (std::vector<Heard>{
+                {100011, word(dragged), 10, 20}, {100012, word(dragged), 10, 20}, {100013, 77, word(source), 0}}));
+  EXPECT_EQ(dragged->refcount, 1);
+  heard().clear();
+  press(10, 10);
+  motion(60, 60);
+  EXPECT_EQ(release(60, 60), 1u);
+  EXPECT_EQ(heard(), (std::vector<Heard>{{100013, 0, word(source), 0}})) << "dropped on nothing";
+  press(10, 10);
+  motion(60, 60);
+  Q7SendMsg(dragged, Q7M_RELEASE, 0);
+}
+
 // ---- The library's classes on the layer ----
 
 TEST_F(Tree, ASplitterDragMovesThePanesOfAPlacer) {
