@@ -242,10 +242,19 @@ uint64_t q7wi_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   }
   Q7StrFree(window.title);
   window.title = nullptr;
-  Q7Remove(&window.link);
+  if (window.link.succ) Q7Remove(&window.link);
   // The widget part tells the children, who may still ask for drawing; they find no window any more.
   window.self = nullptr;
   return inherit(cl, self, Q7M_DISPOSE, a, b, list);
+}
+
+// The class goes with the application. A window that was never deleted stays behind as memory; the main loop of the next
+// application must not find it.
+void q7wi_forget_all() {
+  while (Q7Node *node = Q7RemHead(windows())) {
+    node->succ = nullptr;
+    reinterpret_cast<Window *>(node)->realized = 0;
+  }
 }
 
 uint64_t q7wi_realize(Q7Class *cl, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
@@ -288,7 +297,10 @@ uint64_t q7wi_widget_at(Window &window, const Q7Point *point) {
 uint64_t q7wi_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   if (method == Q7M_NEW) return q7wi_new(cl, obj, a, b, list);
   // Messages to the class itself have no instance behind them.
-  if (&obj->cl->header == obj) return inherit(cl, obj, method, a, b, list);
+  if (&obj->cl->header == obj) {
+    if (method == Q7M_CLASS_FREE && &cl->header == obj) q7wi_forget_all();
+    return inherit(cl, obj, method, a, b, list);
+  }
   auto &window = data<Window>(cl, obj);
   if (!window.self && method != Q7M_DISPOSE) return inherit(cl, obj, method, a, b, list);
   switch (method) {

@@ -164,6 +164,20 @@ TEST_F(Layer, AThousandApplicationsThatDrawLeaveNothingBehind) {
   EXPECT_TRUE(errors.empty()) << errors[0];
 }
 
+TEST_F(Layer, AWindowThatWasLeftBehindDoesNotReachTheNextApplication) {
+  Capture quiet(1);
+  Q7App *app = create();
+  ASSERT_EQ(Q7RegisterWindowClass(app), 1);
+  static Q7Object *left;  // stays known, or it would count as lost
+  left = Q7ObjectCreate(20, 41503, uint64_t{100}, 41504, uint64_t{60}, 0);
+  Q7SendMsg(left, 41006, 0);
+  Q7AppDelete(app);
+  app = create();
+  ASSERT_EQ(Q7RegisterWindowClass(app), 1);
+  EXPECT_EQ(Q7ProcessEvents(app, Q7PROCESS_POLL, 0), 0);
+  Q7AppDelete(app);
+}
+
 TEST_F(Layer, TheMainLoopRunsAndEnds) {
   Q7App *app = create();
   static int count;
