@@ -23,9 +23,12 @@ constexpr double kTurn = 2 * 3.14159265358979323846;
 double near(int64_t value) { return static_cast<double>(std::clamp<int64_t>(value, -1000000, 1000000)); }
 
 void choose_font(cairo_t *cr, const FontSpec &font) {
-  cairo_select_font_face(cr, font.style & Q7FONT_MONO ? "DejaVu Sans Mono" : "DejaVu Sans",
-                         font.style & Q7FONT_ITALIC ? CAIRO_FONT_SLANT_ITALIC : CAIRO_FONT_SLANT_NORMAL,
-                         font.style & Q7FONT_BOLD ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+  // Without any font of the system's Cairo still measures and draws boxes.
+  if (cairo_font_face_t *face = font_face(font.style)) {
+    cairo_set_font_face(cr, face);
+  } else {
+    cairo_select_font_face(cr, "sans", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+  }
   cairo_set_font_size(cr, font.size);
   cairo_font_options_t *options = cairo_font_options_create();
   cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);

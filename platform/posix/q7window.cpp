@@ -248,8 +248,8 @@ uint64_t q7wi_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   return inherit(cl, self, Q7M_DISPOSE, a, b, list);
 }
 
-// The class goes with the application. A window that was never deleted stays behind as memory; the main loop of the next
-// application must not find it.
+// The class goes with the application. A window that was never deleted stays behind as memory; the main loop of the
+// next application must not find it.
 void q7wi_forget_all() {
   while (Q7Node *node = Q7RemHead(windows())) {
     node->succ = nullptr;

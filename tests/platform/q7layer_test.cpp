@@ -140,7 +140,7 @@ TEST_F(Layer, AThousandApplicationsThatDrawLeaveNothingBehind) {
   constexpr int kRounds = 1000;
 #endif
   size_t descriptors = 0;
-  size_t bytes = 0;
+  [[maybe_unused]] size_t bytes = 0;
   const int threads = thread_count();
   for (int i = -100; i < kRounds; ++i) {
     // The first ones fill what the process keeps: fonts, the drawing library's own stores.
