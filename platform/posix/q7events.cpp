@@ -273,11 +273,10 @@ uint64_t window_event(Window &window, const Q7Event &given) {
 
 bool give_focus(Q7Object *self, Q7Object *widget) {
   const Work work(self);
-  Window *window = work.window();
   Spot spot;
   // The new one answers first, so that the keyboard is not taken away for nothing.
   if (widget && !send(widget, Q7M_WIDGET_FOCUS, 0, 0, slot(1))) return false;
-  window = work.window();
+  Window *window = work.window();
   if (!window) return false;
   Q7Object *old = window->focus;
   window->focus = widget;

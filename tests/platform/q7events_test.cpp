@@ -1,4 +1,5 @@
 // Drawing a window's tree, events, and the library's user-interface classes on the layer.
+#include <algorithm>
 #include <functional>
 #include <tuple>
 
@@ -44,6 +45,7 @@ class Tree : public UiOnLayer {
     Q7Set(w, Q7A_WIDGET_X, static_cast<uint64_t>(x), Q7A_WIDGET_Y, static_cast<uint64_t>(y), Q7A_WIDGET_WIDTH,
           static_cast<uint64_t>(width), Q7A_WIDGET_HEIGHT, static_cast<uint64_t>(height), 0);
   }
+  static bool is_gadget(Q7Object *w) { return Q7ObjectIsOfKind(w, Q7C_OSGADGET) != 0; }
   Q7Object *at(int x, int y) {
     const Q7Point point = {static_cast<int16_t>(x), static_cast<int16_t>(y)};
     return reinterpret_cast<Q7Object *>(message(window(), Q7M_WINDOW_WIDGET_AT, 0, &point));
@@ -403,6 +405,70 @@ TEST_F(Tree, WhatIsDraggedIsDroppedOnTheWidgetUnderThePointer) {
   press(10, 10);
   motion(60, 60);
   Q7SendMsg(dragged, Q7M_RELEASE, 0);
+}
+
+TEST_F(Tree, RandomEventsAmongWidgetsThatComeAndGoAreSurvived) {
+  Q7RegisterCompassClass(app());
+  Q7RegisterCanvasClass(app());
+  uint32_t state = 12345;
+  const auto random = [&](int32_t below) {
+    state = state * 1664525 + 1013904223;
+    return static_cast<int32_t>((state >> 8) % static_cast<uint32_t>(below));
+  };
+  std::vector<Q7Object *> widgets;
+  const auto remove = [&](Q7Object *gone) { widgets.erase(std::find(widgets.begin(), widgets.end(), gone)); };
+  // A client's widget takes one event of three, and goes at one of nine.
+  client_hook = [&](Q7Object *obj, uint32_t method, uint64_t, Q7TagItem *) -> uint64_t {
+    if (method != Q7M_WIDGET_EVENT) return method == Q7M_WIDGET_FOCUS;
+    const int32_t choice = random(9);
+    if (choice == 0) {
+      remove(obj);
+      Q7ObjectDelete(obj);
+    }
+    return choice < 3;
+  };
+  Q7Object *compass =
+      Q7ObjectCreate(Q7C_COMPASS, Q7A_COMPASS_PARENT, word(window()), Q7A_COMPASS_RINGS, uint64_t{2}, 0);
+  Q7Set(window(), Q7A_WINDOW_POINTER_OBJECT, word(compass), Q7A_WINDOW_POINTER_PRESS, uint64_t{899000},
+        Q7A_WINDOW_POINTER_MOTION, uint64_t{899003}, Q7A_WINDOW_POINTER_RELEASE, uint64_t{899001}, 0);
+  message(window(), Q7M_WIDGET_REALIZE);
+  const char *const texts[] = {"a", " ", "\xC3\xA4", "\xFF", "12", nullptr};
+  for (int i = 0; i < 3000; ++i) {
+    const int x = random(240) - 20;
+    const int y = random(140) - 20;
+    switch (random(10)) {
+      case 0: press(x, y, 1 + random(3)); break;
+      case 1: release(x, y, 1 + random(3)); break;
+      case 2:
+      case 3: motion(x, y); break;
+      case 4: key(random(12), static_cast<uint32_t>(random(8))); break;
+      case 5: type(texts[random(6)]); break;
+      case 6: event({Q7EVENT_RESIZE, 0, 0, 0, 0, 0, 100 + random(200), 50 + random(100), 0, nullptr}); break;
+      case 7:
+        if (widgets.size() < 20) {
+          const uint32_t classes[] = {kClient, Q7C_OSGADGET, Q7C_FRAME, Q7C_SPLITTER, Q7C_CANVAS, kClient};
+          Q7Object *w = Q7ObjectCreate(classes[random(6)], Q7A_WIDGET_PARENT, word(window()), 0);
+          ASSERT_NE(w, nullptr);
+          Q7Set(w, Q7A_WIDGET_PARENT, word(window()), 0);
+          place(w, random(150), random(80), 1 + random(80), 1 + random(40));
+          if (is_gadget(w)) Q7Set(w, Q7A_GADGET_LOOK, static_cast<uint64_t>(random(7)), 21500, word("Label"), 0);
+          widgets.push_back(w);
+        }
+        break;
+      case 8:
+        if (!widgets.empty() && random(4) == 0) {
+          Q7Object *gone = widgets[static_cast<size_t>(random(static_cast<int32_t>(widgets.size())))];
+          remove(gone);
+          Q7ObjectDelete(gone);
+        }
+        break;
+      default:
+        if (random(10) == 0) picture();
+        Q7ProcessEventsA(app(), Q7PROCESS_POLL, nullptr);
+        break;
+    }
+  }
+  Q7Set(window(), Q7A_WINDOW_POINTER_OBJECT, uint64_t{0}, 0);
 }
 
 // ---- The library's classes on the layer ----
