@@ -9,6 +9,7 @@
 
 #include "platform/posix/q7posix.h"
 #include "platform/posix/record.hpp"
+#include "platform/posix/shape.hpp"
 
 namespace q7posix {
 
@@ -65,8 +66,11 @@ cairo_font_face_t *find_face(uint32_t style) {
 
 cairo_font_face_t *font_face(uint32_t style) {
   style %= kStyles;
-  if (!looked_for[style]) faces[style] = find_face(style);
-  looked_for[style] = true;
+  if (!looked_for[style]) {
+    looked_for[style] = true;
+    faces[style] = find_face(style);
+    if (!faces[style]) Q7P_INFO("q7fonts", "The system has no font: texts are drawn as boxes");
+  }
   return faces[style];
 }
 

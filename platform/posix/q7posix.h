@@ -70,7 +70,8 @@ typedef struct Q7PortMessage {
  * short that is drawn to for hours. A copy (method 19) holds copies of the commands. Colours are kept with 8 bits a
  * channel.
  *
- * Pictures are drawn by Cairo, texts in "DejaVu Sans" and "DejaVu Sans Mono" (or what the system has instead of them),
+ * Pictures are drawn by Cairo, texts in "DejaVu Sans" and "DejaVu Sans Mono" (or what the system has instead of them;
+ * where it has no font they are boxes of the usual size),
  * so the bytes of a picture may differ from one version of Cairo to the next. In an SVG picture, inverted drawing has
  * the inverse of the picture's background as its colour; in a PNG picture it inverts pixels.
  *
