@@ -70,6 +70,7 @@ struct WidgetData {
   int32_t value555;               // 41555
   // Not attributes: what keeps the fields above honest.
   Q7Object *listed_in;  // the widget whose children list links this one, or null
+  int32_t levels;       // no fewer than the levels of widgets below this one
   WeakField target_link, parent_link, extension_link, manager_link, listed_link;
 };
 

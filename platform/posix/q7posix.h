@@ -4,6 +4,7 @@
 #define Q7_PLATFORM_POSIX_Q7POSIX_H
 
 #include "platform/q7platform.h"
+#include "ui/q7gmanag.h"
 
 Q7_BEGIN_DECLS
 
