@@ -1,6 +1,9 @@
 // Tests of examples/plugin: a host with the lamp class loads it, uses its classes and ends.
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <filesystem>
+
 #include <string>
 
 #include "core/q7plugin.h"
@@ -96,7 +99,11 @@ TEST_F(Plugin, IsClosedAtTheEnd) {
 TEST_F(Plugin, ScanningItsFolderFindsIt) {
   EXPECT_EQ(Q7RegisterExternalClasses(app(), Q7_PLUGINS), 1);
   EXPECT_NE(Q7ClassFind(Q7C_DIMMER), nullptr);
-  EXPECT_EQ(Q7NodeCount(&app()->libraries), 1);
+  // The other plug-ins of the build lie there too.
+  const std::filesystem::directory_iterator folder(Q7_PLUGINS);
+  const auto built =
+      std::count_if(begin(folder), end(folder), [](const auto &e) { return e.path().extension() == ".so"; });
+  EXPECT_EQ(Q7NodeCount(&app()->libraries), built);
 }
 
 }  // namespace
