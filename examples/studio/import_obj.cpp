@@ -180,7 +180,7 @@ Q7MeshData take_points(Import &import, Part &from, std::vector<uint32_t> &number
 
 void add_meshes(Import &import, Q7Object *scene) {
   std::vector<uint32_t> numbers(import.points.size() / 3);
-  std::set<std::string> names = {"", "floor", "camera", "key", "fill", "rim"};
+  std::set<std::string> names = {"", "camera", "key", "fill", "rim"};
   for (const tinyobj::material_t &each : import.materials) names.insert(tidy(each.name.c_str()));
   int unnamed = 0;
   for (Part &from : import.parts) {
