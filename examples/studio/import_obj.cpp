@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -179,11 +180,14 @@ Q7MeshData take_points(Import &import, Part &from, std::vector<uint32_t> &number
 
 void add_meshes(Import &import, Q7Object *scene) {
   std::vector<uint32_t> numbers(import.points.size() / 3);
+  std::set<std::string> names = {"", "camera", "key", "fill", "rim"};
+  for (const tinyobj::material_t &each : import.materials) names.insert(tidy(each.name.c_str()));
   int unnamed = 0;
   for (Part &from : import.parts) {
     if (from.corners.empty()) continue;
     std::string name = from.name.empty() ? from.material : from.name;
-    if (name.empty() || find_node(scene, Q7C_NODE, name.c_str())) name += "mesh" + std::to_string(++unnamed);
+    // A name of its own, so that paths lead to it.
+    while (!names.insert(name).second) name = from.name + "mesh" + std::to_string(++unnamed);
     Q7MeshData mesh = take_points(import, from, numbers);
     add_node(scene, Q7C_MESH, name.c_str(),
              {{Q7A_MESH_DATA, word(&mesh)}, {Q7A_MESH_SMOOTH, 1}, {Q7A_MESH_MATERIAL, word(from.material.c_str())}});

@@ -135,8 +135,9 @@ void write_part(const std::string &path, const Picture &picture, int part, int p
   const bool written = write_head(file.get(), head) && send(file.get(), Q7M_IFF_BEGIN_WRITE, 0, 0, slot(id("ROWS"))) &&
                        (picture.bytes.empty() || write_block(file.get(), picture.bytes.data(), picture.bytes.size())) &&
                        send(file.get(), Q7M_IFF_END_WRITE);
+  const int32_t error = get<int32_t>(file.get(), Q7A_FILE_SYSTEM_ERROR);
   const bool closed = file.reset() != 0;
-  if (!written || !closed) throw Failure(Text::kCannotWrite, path.c_str(), std::strerror(EIO));
+  if (!written || !closed) throw Failure(Text::kCannotWrite, path.c_str(), std::strerror(error ? error : EIO));
   pending.commit();
 }
 

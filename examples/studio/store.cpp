@@ -60,12 +60,12 @@ void save_scene(Q7Object *scene, const std::string &path, const std::string &nam
   if (!file) throw failure_of(name_for_user, Text::kNoMemory);
   const bool saved = send(file.get(), Q7M_IFF_BEGIN_WRITE, 0, 0, slot(id("OBJS"))) &&
                      Q7ObjectSave(scene, Q7A_STREAM, word(file.get()), 0) && send(file.get(), Q7M_IFF_END_WRITE);
-  const int32_t error = get<int32_t>(file.get(), Q7A_FILE_ERROR);
+  const int32_t error = get<int32_t>(file.get(), Q7A_FILE_SYSTEM_ERROR);
   // The top chunk is ended by the disposal, whose answer says whether everything has reached the file.
   const bool closed = file.reset() != 0;
   if (saved && closed) return;
   const std::string reported = take_report();
-  const char *why = error == Q7FE_DISK_FULL ? std::strerror(ENOSPC) : std::strerror(EIO);
+  const char *why = std::strerror(error ? error : EIO);
   throw Failure(Text::kCannotWrite, name_for_user.c_str(), reported.empty() ? why : reported.c_str());
 }
 

@@ -123,7 +123,10 @@ bool read_words(Q7Object *stream, uint32_t *&to, uint32_t &triples) {
       uint64_t grown = room ? room * 2 : kBlockWords * 3;
       if (grown > words) grown = words;
       auto *block = static_cast<uint32_t *>(Q7ReAllocMem(to, room * sizeof(uint32_t), grown * sizeof(uint32_t), 0));
-      if (!block) break;
+      if (!block) {
+        report("Not enough memory for a mesh");
+        break;
+      }
       to = block;
       room = grown;
     }
