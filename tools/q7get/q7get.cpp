@@ -43,7 +43,9 @@ constexpr auto kRedraw = std::chrono::milliseconds(100);
 
 constexpr char kUnchecked[] = "certificates are not checked: whoever sits in between can replace what is downloaded";
 
-volatile std::sig_atomic_t interrupted = 0;
+// Set by the signal handler, read on every thread.
+std::atomic<int> interrupted{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 
 // One URL on its way into a file. Its download runs on one thread; the main thread looks at percent and state only,
 // until the state is kDone.

@@ -195,7 +195,10 @@ void Scene::lay_out(Pair size) {
 }
 
 int32_t Scene::drag(const Item &splitter, int32_t distance) {
-  return static_cast<int32_t>(send(object(splitter), Q7M_SPLITTER_DRAG, arg(distance)));
+  const Q7Rect before = given(splitter);
+  send(object(splitter), Q7M_SPLITTER_DRAG, arg(distance));
+  const Q7Rect after = given(splitter);
+  return splitter.vertical ? after.y - before.y : after.x - before.x;
 }
 
 Q7Rect Scene::given(const Item &item) const { return read_rect(object(item)); }
