@@ -243,8 +243,7 @@ bool renumber(const Buffer &from, Buffer &out) {
   uint64_t lowest = UINT64_MAX;
   for (Number n = next_number(s, end); n.begin; n = next_number(n.end, end)) lowest = std::min(lowest, n.value);
   for (Number n = next_number(s, end); n.begin; n = next_number(s, end)) {
-    if (!out.append(s, static_cast<uint64_t>(n.begin - s)) ||
-        !out.print("%llu", static_cast<unsigned long long>(n.value - lowest + 1))) {
+    if (!out.append(s, static_cast<uint64_t>(n.begin - s)) || !out.print("%lu", n.value - lowest + 1)) {
       return false;
     }
     s = n.end;
