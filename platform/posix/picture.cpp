@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <string_view>
 
 #include "core/q7memory.h"
 #include "platform/posix/q7posix.h"
@@ -213,6 +214,43 @@ const char *message_of(cairo_status_t status) {
   return status == CAIRO_STATUS_SUCCESS ? nullptr : cairo_status_to_string(status);
 }
 
+// A number that Cairo gave a surface or an image: its digits, and what it is.
+struct Number {
+  const char *begin, *end;
+  uint64_t value;
+};
+
+// The next one behind s; begin is null at the end.
+Number next_number(const char *s, const char *end) {
+  for (; s < end; ++s) {
+    if (*s != '"' && *s != '#') continue;
+    const std::string_view rest(s + 1, static_cast<size_t>(end - s - 1));
+    const size_t name = rest.starts_with("surface") ? 7 : rest.starts_with("image") ? 5 : 0;
+    Number n = {s + 1 + name, s + 1 + name, 0};
+    while (name && n.end < end && n.end - n.begin < 18 && *n.end >= '0' && *n.end <= '9') {
+      n.value = n.value * 10 + static_cast<uint64_t>(*n.end++ - '0');
+    }
+    if (n.end != n.begin) return n;
+  }
+  return {nullptr, end, 0};
+}
+
+// Cairo numbers surfaces and images through all of the process. A copy in which they count from the lowest of the
+// picture has the same bytes each time the same is drawn.
+bool renumber(const Buffer &from, Buffer &out) {
+  const char *s = from.data();
+  const char *const end = s + from.size();
+  uint64_t lowest = UINT64_MAX;
+  for (Number n = next_number(s, end); n.begin; n = next_number(n.end, end)) lowest = std::min(lowest, n.value);
+  for (Number n = next_number(s, end); n.begin; n = next_number(s, end)) {
+    if (!out.append(s, static_cast<uint64_t>(n.begin - s)) || !out.print("%lu", n.value - lowest + 1)) {
+      return false;
+    }
+    s = n.end;
+  }
+  return out.append(s, static_cast<uint64_t>(end - s));
+}
+
 // Finishes the surface too, so that what it writes at its end is known to have been written.
 cairo_status_t draw_on(cairo_surface_t *surface, const Record &record, const Canvas &canvas, bool pixels) {
   cairo_t *cr = cairo_create(surface);
@@ -235,13 +273,15 @@ const char *write_png(const Record &record, const Canvas &canvas, Buffer &out) {
 }
 
 const char *write_svg(const Record &record, const Canvas &canvas, Buffer &out) {
+  Buffer bytes;
   cairo_surface_t *surface =
-      cairo_svg_surface_create_for_stream(append, &out, canvas.width * canvas.scale, canvas.height * canvas.scale);
+      cairo_svg_surface_create_for_stream(append, &bytes, canvas.width * canvas.scale, canvas.height * canvas.scale);
   cairo_svg_surface_restrict_to_version(surface, CAIRO_SVG_VERSION_1_1);
   cairo_status_t status = draw_on(surface, record, canvas, false);
   cairo_surface_finish(surface);
   if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_status(surface);
   cairo_surface_destroy(surface);
+  if (status == CAIRO_STATUS_SUCCESS && !renumber(bytes, out)) status = CAIRO_STATUS_NO_MEMORY;
   return message_of(status);
 }
 

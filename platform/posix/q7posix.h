@@ -73,8 +73,8 @@ typedef struct Q7PortMessage {
  *
  * Pictures are drawn by Cairo, texts in "DejaVu Sans" and "DejaVu Sans Mono" (or what the system has instead of them;
  * where it has no font they are boxes of the usual size), so the bytes of a picture may differ from one version of
- * Cairo to the next. In an SVG picture, inverted drawing has the inverse of the picture's background as its colour; in
- * a PNG picture it inverts pixels.
+ * Cairo to the next; with the same one they are the same each time. In an SVG picture, inverted drawing has the inverse
+ * of the picture's background as its colour; in a PNG picture it inverts pixels.
  *
  * The text form is the same everywhere, and made for tests. Its first line is "drawing WIDTH HEIGHT #RRGGBB" (the
  * background); then, in the order of drawing, a line for each shape:

@@ -462,6 +462,25 @@ TEST_F(Drawings, AnInversionKeepsAnSvgAVectorPicture) {
   EXPECT_EQ(read_file(path).find("<image"), std::string::npos);
 }
 
+TEST_F(Drawings, TheSameDrawingHasTheSameBytesEachTime) {
+  const uint8_t pixels[8] = {255, 0, 0, 255, 0, 0, 255, 255};
+  const Q7Image image = {2, 1, pixels};
+  const Q7Point at = {3, 14};
+  draw(Q7M_DC_IMAGE, word(&image), &at);
+  draw(Q7M_DC_SET_MODE, Q7DC_MODE_OPAQUE);
+  draw(Q7M_DC_TEXT, word("text"), &at);
+  const std::string first = home() / "first.svg";
+  const std::string second = home() / "second.svg";
+  Q7TextExtents extents;
+  EXPECT_EQ(write(dc(), first.c_str()), 1u);
+  for (int i = 0; i < 20; ++i) draw(Q7M_DC_TEXT_EXTENTS, word("other"), &extents);
+  EXPECT_EQ(write(dc(), second.c_str()), 1u);
+  const std::string bytes = read_file(first);
+  EXPECT_EQ(read_file(second), bytes);
+  EXPECT_THAT(bytes, ::testing::HasSubstr("id=\"surface1\""));
+  EXPECT_THAT(bytes, ::testing::ContainsRegex("<image id=.image[0-9]"));
+}
+
 TEST_F(Drawings, AStreamTakesAPicture) {
   Q7RegisterFileClass(app());
   const std::string path = home() / "stream.txt";
