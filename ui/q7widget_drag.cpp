@@ -36,9 +36,11 @@ void q7wd_handler_gone(q7::Weak *link) {
   q7::weak_drop(handler_link[handler_count]);
 }
 
-// Asks every registered handler for the kind of object that is dropped; false when one of them refuses.
+// Asks every registered handler for the kind of object that is dropped; false when one of them refuses. One without a
+// method (0 would have its object make another one) has nothing to say.
 bool q7wd_ask_handlers(Q7Object *dropped, Q7Point *point, Q7Object *drop_handler) {
   for (int i = 0; i < handler_count; ++i) {
+    if (!handler_method[i]) continue;
     if (!Q7ObjectIsOfKind(dropped, static_cast<uint32_t>(handler_class[i]))) continue;
     if (!q7::send(handler_object[i], static_cast<uint32_t>(handler_method[i]), q7::arg(dropped), q7::arg(point),
                   q7::slot(drop_handler))) {
@@ -155,7 +157,7 @@ void q7::free_drag_drop(WidgetData &w) {
 
 uint64_t q7::start_drag(WidgetData &w, Q7Object *self, uint64_t data) {
   uint64_t answer = 0;
-  if (w.drag_drop && w.drag_drop->drag_handler) {
+  if (w.drag_drop && w.drag_drop->drag_handler && w.drag_drop->drag_method) {
     const DragDrop &d = *w.drag_drop;
     answer = send(d.drag_handler, static_cast<uint32_t>(d.drag_method), arg(self), data, slot(d.drag_data));
   }

@@ -57,6 +57,18 @@ TEST_F(Drag, StartTellsTheHandlerThenTheWidgetItself) {
   Q7ObjectDelete(told);
 }
 
+// Method 0 would have the handler make an object out of the drag data.
+TEST_F(Drag, HandlersWithoutAMethodAreSentNothing) {
+  set(w, {{41531, num(handler)}, {41533, 7}});
+  EXPECT_EQ(message(w, 41014, 0, 0, 9), 0u);
+  EXPECT_EQ(add(0, 0), 1u);
+  accept_drops(w, handler);
+  probe(handler).answers[kDrop] = 5;
+  EXPECT_EQ(drop(), 5u);
+  ASSERT_EQ(probe(handler).messages.size(), 1u);
+  EXPECT_EQ(probe(handler).messages[0].method, static_cast<uint32_t>(kDrop));
+}
+
 // Each handler lies in a tree of its own, whose top has the next handler: no tree is deep, the way through them is.
 TEST_F(Drag, DropsThatGoFromTreeToTreeEndWithAReport) {
   std::vector<Q7Object *> tops;
