@@ -451,7 +451,7 @@ enum { Q7DASH_SOLID = 0, Q7DASH_DASHED = 1, Q7DASH_DOTTED = 2 };
  * A window that is the child of another one is an area or a pop-up of it. */
 enum {
   Q7A_WINDOW_KIND = 20500,            /**< What it is for: Q7WINDOW_...; other numbers are the client's. */
-  Q7A_WINDOW_RESIZABLE = 20501,       /**< Boolean: the user may resize it. */
+  Q7A_WINDOW_RESIZABLE = 20501,       /**< Boolean: the user may resize it; 1 at creation. */
   Q7A_WINDOW_INNER_WIDTH = 20510,     /**< get: width inside the border. */
   Q7A_WINDOW_INNER_HEIGHT = 20511,    /**< get: height inside the border. */
   Q7A_WINDOW_NO_FOCUS = 20517,        /**< Boolean: showing it leaves the keyboard where it is. */

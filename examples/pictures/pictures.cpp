@@ -167,7 +167,8 @@ constexpr int32_t kSide = 96;
 uint64_t draw_noise(const Q7Rect *rect, Q7Object *dc) {
   std::vector<uint8_t> pixels(size_t{kSide} * kSide * 4, 255);
   for (int32_t i = 0; i < kSide * kSide; ++i) {
-    const Q7Vector point = {i % kSide * 0.004, i / kSide * 0.004, 0.5};
+    const int32_t row = i / kSide;
+    const Q7Vector point = {i % kSide * 0.004, row * 0.004, 0.5};
     const double cloud = Q7SmoothNoise(&point, 4, 2.0);
     pixels[static_cast<size_t>(i) * 4] = static_cast<uint8_t>(80 + 175 * cloud);
     pixels[static_cast<size_t>(i) * 4 + 1] = static_cast<uint8_t>(120 + 135 * cloud);

@@ -233,10 +233,10 @@ void Bvh::build(const std::vector<float> &points, std::vector<uint32_t> &corners
     tasks.push_back({child + 1, task.first + left, task.count - left, task.depth + 1});
   }
   nodes_.shrink_to_fit();
-  std::vector<uint32_t> old_corners = std::move(corners);
-  std::vector<uint16_t> old_pieces = std::move(pieces);
-  corners.resize(old_corners.size());
-  pieces.resize(old_pieces.size());
+  std::vector<uint32_t> old_corners(corners.size());
+  std::vector<uint16_t> old_pieces(pieces.size());
+  old_corners.swap(corners);
+  old_pieces.swap(pieces);
   for (size_t i = 0; i < items.size(); ++i) {
     std::memcpy(&corners[i * 3], &old_corners[size_t{items[i].triangle} * 3], 3 * sizeof(uint32_t));
     pieces[i] = old_pieces[items[i].triangle];

@@ -224,6 +224,7 @@ int main(int argc, char **argv) {
     if (options.command == Command::kDone) return status;
     Session session(options.plugins, options.quiet);
     run(session, options);
+    session.tell();
     return 0;
   } catch (const Cancelled &cancelled) {
     fail(format(Text::kCancelled).c_str());

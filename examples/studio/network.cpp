@@ -146,6 +146,7 @@ void serve(Session &session, const Service &service) {
     take_report();
     throw Failure(Text::kCannotServe, service.bind.c_str(), service.port, std::strerror(error));
   }
+  session.tell_at_once();
   session.say(Text::kServing, service.bind.c_str(), get<int32_t>(line.get(), Q7A_FILE_PORT), service.folder.c_str());
   int received = 0;
   while (!interrupted() && (service.count == 0 || received < service.count)) {

@@ -22,6 +22,7 @@
 #include "io/q7file.h"
 #include "io/q7iff.h"
 #include "platform/q7platform.h"
+#include "plugins/lua/q7lua.h"
 #include "ui/q7model.h"
 
 namespace studio {
@@ -30,7 +31,20 @@ namespace {
 
 volatile sig_atomic_t caught;
 
-void on_signal(int signal) { caught = signal; }
+std::atomic<Q7Object *> script;
+
+// The first signal asks for the end; a second one does not ask.
+void on_signal(int number) {
+  if (caught) {
+    signal(number, SIG_DFL);
+    raise(number);
+    return;
+  }
+  caught = number;
+  // The one language that can be stopped from here.
+  Q7Object *running = script;
+  if (running && running->clid == Q7C_LUA) running->dispatch(running->cl, running, Q7M_LUA_INTERRUPT, 0, 0, nullptr);
+}
 
 void catch_signals() {
   struct sigaction action = {};
@@ -127,9 +141,21 @@ void Session::say(Text text, ...) {
   va_end(arguments);
   Q7ErrPos("studio", 0);
   Q7_WriteLog("%s", line.c_str());
-  if (!lines_) return;
-  std::fprintf(lines_, "%s\n", line.c_str());
-  std::fflush(lines_);
+  waiting_ += line + "\n";
+  if (at_once_) tell();
+}
+
+void Session::tell() {
+  if (lines_) {
+    std::fputs(waiting_.c_str(), lines_);
+    std::fflush(lines_);
+  }
+  waiting_.clear();
+}
+
+void Session::tell_at_once() {
+  at_once_ = true;
+  tell();
 }
 
 void Session::free_standard_output() {
@@ -156,6 +182,8 @@ int interrupted() { return caught; }
 void throw_if_interrupted() {
   if (caught) throw Cancelled(caught);
 }
+
+void set_running_script(Q7Object *language) { script = language; }
 
 std::string one_line(std::string text) {
   for (char &c : text) {

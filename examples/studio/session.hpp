@@ -39,8 +39,11 @@ class Session {
 
   Q7App *app() const { return app_; }
 
-  // A line for the user, on standard output.
+  // A line for the user, on standard output. It waits for tell(): a command that fails leaves standard output clean.
   void say(Text text, ...);
+  void tell();
+  // From now on say() does not wait.
+  void tell_at_once();
   // Moves what say() tells to standard error, since standard output carries a picture.
   void free_standard_output();
   // Bytes for standard output. False when they do not all arrive.
@@ -53,6 +56,8 @@ class Session {
   Q7App *app_ = nullptr;
   std::FILE *screen_ = nullptr;  // what was standard output; the library's echo of the log goes nowhere
   std::FILE *lines_ = nullptr;   // where say() writes
+  std::string waiting_;          // what it is to write
+  bool at_once_ = false;
 };
 
 // The first report of an error since the last call, as one line; empty when there was none.
@@ -63,6 +68,8 @@ Failure failure_of(const std::string &name, Text text);
 // 0, or the signal that asks for the end (SIGINT, SIGTERM).
 int interrupted();
 void throw_if_interrupted();
+// While a script runs: the language object that a signal is to stop; null when none does.
+void set_running_script(Q7Object *language);
 
 // One line: control characters become blanks.
 std::string one_line(std::string text);

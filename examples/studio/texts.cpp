@@ -26,6 +26,7 @@ Q7LocaleEntry table[] = {
     {"NotAScene", "%s is not a scene", 0},
     {"Damaged", "%s is damaged or cut off", 0},
     {"NoCamera", "the scene has no camera named \"%s\"", 0},
+    {"NoCameras", "the scene has no camera", 0},
     {"NoScript", "no language is installed for %s", 0},
     {"ScriptFailed", "%s failed", 0},
     {"Cancelled", "cancelled, nothing was written", 0},

@@ -25,6 +25,7 @@ enum class Text {
   kNotAScene,
   kDamaged,
   kNoCamera,
+  kNoCameras,
   kNoScript,
   kScriptFailed,
   kCancelled,

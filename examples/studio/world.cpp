@@ -146,7 +146,7 @@ void set_camera(World &world, Q7Object *scene) {
   const char *name = get<const char *>(scene, Q7A_SCENE_CAMERA);
   if (name && !*name) name = nullptr;
   Q7Object *camera = find_node(scene, Q7C_CAMERA, name);
-  if (!camera) throw Failure(Text::kNoCamera, name ? name : "");
+  if (!camera) throw name ? Failure(Text::kNoCamera, name) : Failure(Text::kNoCameras);
   auto frame = get<Q7CoordSys>(camera, Q7A_NODE_WORLD);
   Q7CsNormalizeKeepSpin(&frame);
   world.eye = frame.orig;

@@ -72,8 +72,12 @@ bool feed_pointer_object(Window &window, uint32_t method_tag, const Q7Event &eve
   return true;
 }
 
-// The innermost widget of the path that wants the keyboard has it from now on.
+// The innermost widget of the path that wants the keyboard has it from now on, unless a window around it leaves the
+// keyboard where it is.
 void focus_by_press(const Work &work, const Spot *path, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (is_kind(path[i].widget, Q7C_WINDOW) && attribute<int32_t>(path[i].widget, Q7A_WINDOW_NO_FOCUS)) return;
+  }
   for (int i = count - 1; i >= 0; --i) {
     Window *window = work.window();
     Spot spot;
@@ -83,15 +87,71 @@ void focus_by_press(const Work &work, const Spot *path, int count) {
   }
 }
 
+// ---- Drag and drop ----
+
+// The pointer went far enough with a widget that has a drag handler: what the handler answers is dragged.
+void maybe_start_drag(const Work &work, const Q7Event &event) {
+  Window *window = work.window();
+  Spot spot;
+  const int64_t dx = int64_t{event.x} - window->press_x;
+  const int64_t dy = int64_t{event.y} - window->press_y;
+  int32_t threshold = 0;
+  Q7TagItem query[2] = {{Q7A_WIDGET_DRAG_THRESHOLD, word(&threshold)}, {Q7TAG_END, 0}};
+  send(&Q7ClassFind(Q7C_WIDGET)->header, Q7M_GETCLASSATTRS, 0, 0, query);
+  if (!window->drag_source || dx * dx + dy * dy < int64_t{threshold} * threshold) return;
+  Q7Object *source = window->drag_source;
+  window->drag_source = nullptr;
+  if (!locate(window->self, source, &spot)) return;
+  const Q7Event copy = event;
+  const uint64_t dragged = send(source, Q7M_WIDGET_START_DRAG, 0, 0, slot(word(&copy)));
+  window = work.window();
+  if (!window || !dragged) return;
+  window->drag_source = source;
+  window->dragged = reinterpret_cast<Q7Object *>(dragged);
+  send(window->dragged, Q7M_ADDREF);
+}
+
+// What is dragged is offered to the widget under the pointer; the widget that it came from learns the answer.
+uint64_t drop(const Work &work, const Q7Event &event) {
+  Window *window = work.window();
+  Q7Object *dragged = window->dragged;
+  Q7Object *source = window->drag_source;
+  window->dragged = window->drag_source = window->grab = nullptr;
+  Spot path[kMostDeep];
+  const int count = widgets_at(window->self, event.x, event.y, path);
+  Q7Point point = {event.x, event.y};
+  send(window->self, Q7M_WIDGET_TO_TOP, 0, 0, slot(word(&point)));
+  Q7Object *target = count ? path[count - 1].widget : window->self;
+  uint64_t answer = send(target, Q7M_WIDGET_CAN_DROP, word(dragged), 0, slot(word(&point)));
+  Spot spot;
+  if (answer && work.window() && locate(work.window()->self, target, &spot)) {
+    answer = send(target, Q7M_WIDGET_DROP, word(dragged), 0, slot(word(&point)));
+  }
+  if (work.window() && locate(work.window()->self, source, &spot)) {
+    send(source, Q7M_WIDGET_DRAG_FINISHED, 0, 0, slot(answer));
+  }
+  send(dragged, Q7M_RELEASE);
+  return 1;
+}
+
+// The innermost widget of the path that can be dragged from.
+Q7Object *drag_source_of(const Spot *path, int count) {
+  for (int i = count - 1; i >= 0; --i) {
+    if (attribute<Q7Object *>(path[i].widget, Q7A_WIDGET_DRAG_HANDLER)) return path[i].widget;
+  }
+  return nullptr;
+}
+
 uint64_t press(const Work &work, const Q7Event &event) {
   Spot path[kMostDeep];
   Window *window = work.window();
   const int count = widgets_at(window->self, event.x, event.y, path);
+  Q7Object *source = event.button == 1 ? drag_source_of(path, count) : nullptr;
   focus_by_press(work, path, count);
   Q7Object *taker = offer(work, path, count, event);
   window = work.window();
   if (!window) return 1;
-  if (!taker && event.button == 1 && window->pointer_object) {
+  if (!taker && !source && event.button == 1 && window->pointer_object) {
     // Remembered first: the object may be told of the motion while it still handles the press.
     window->grab = window->self;
     window->grab_button = event.button;
@@ -99,14 +159,24 @@ uint64_t press(const Work &work, const Q7Event &event) {
     if (Window *still = work.window()) still->grab = nullptr;
     return 0;
   }
+  // A widget that can be dragged from is one that takes the press.
+  if (!taker) taker = source;
+  if (event.button == 1) {
+    window->drag_source = source;
+    window->press_x = event.x;
+    window->press_y = event.y;
+  }
   window->grab = taker;
   window->grab_button = event.button;
   return taker != nullptr;
 }
 
 uint64_t motion(const Work &work, const Q7Event &event) {
+  if (work.window()->dragged) return 1;
+  if (work.window()->drag_source) maybe_start_drag(work, event);
   Window *window = work.window();
   Spot spot;
+  if (!window || window->dragged) return 1;
   if (window->grab == window->self) return feed_pointer_object(*window, Q7A_WINDOW_POINTER_MOTION, event);
   if (window->grab) return locate(window->self, window->grab, &spot) && deliver(spot, event);
   Spot path[kMostDeep];
@@ -117,8 +187,9 @@ uint64_t motion(const Work &work, const Q7Event &event) {
 uint64_t release(const Work &work, const Q7Event &event) {
   Window *window = work.window();
   if (!window->grab || event.button != window->grab_button) return motion(work, event);
+  if (window->dragged) return drop(work, event);
   Q7Object *grab = window->grab;
-  window->grab = nullptr;
+  window->grab = window->drag_source = nullptr;
   if (grab == window->self) return feed_pointer_object(*window, Q7A_WINDOW_POINTER_RELEASE, event);
   Spot spot;
   return locate(window->self, grab, &spot) && deliver(spot, event);
@@ -166,7 +237,7 @@ uint64_t key(const Work &work, const Q7Event &event) {
 }
 
 uint64_t resize(const Work &work, const Q7Event &event) {
-  if (event.width < 1 || event.height < 1) return 0;
+  if (event.width < 1 || event.height < 1 || !work.window()->value(Q7A_WINDOW_RESIZABLE)) return 0;
   Q7Object *self = work.window()->self;
   Q7TagItem size[3] = {{Q7A_WIDGET_WIDTH, static_cast<uint64_t>(event.width)},
                        {Q7A_WIDGET_HEIGHT, static_cast<uint64_t>(event.height)},
@@ -202,11 +273,10 @@ uint64_t window_event(Window &window, const Q7Event &given) {
 
 bool give_focus(Q7Object *self, Q7Object *widget) {
   const Work work(self);
-  Window *window = work.window();
   Spot spot;
   // The new one answers first, so that the keyboard is not taken away for nothing.
   if (widget && !send(widget, Q7M_WIDGET_FOCUS, 0, 0, slot(1))) return false;
-  window = work.window();
+  Window *window = work.window();
   if (!window) return false;
   Q7Object *old = window->focus;
   window->focus = widget;

@@ -46,7 +46,7 @@ bool replace_text(char *&field, const char *text) {
 
 void q7og_place_caret(Gadget &g, int32_t caret) {
   g.caret = std::clamp(caret, 0, length_of(g.text));
-  while (g.caret > 0 && !starts_character(g.text[g.caret])) --g.caret;
+  while (g.text && g.caret > 0 && !starts_character(g.text[g.caret])) --g.caret;
 }
 
 void q7og_set_image(Gadget &g, Q7Object *image) {
@@ -198,7 +198,7 @@ bool q7og_replace(Gadget &g, int32_t from, int32_t to, const char *with) {
   const int32_t length = length_of(g.text);
   const auto added = static_cast<int32_t>(std::min<size_t>(std::strlen(with), 1 << 20));
   if (length - (to - from) + added > 1 << 20) return false;
-  const auto size = static_cast<uint64_t>(length - (to - from) + added);
+  const auto size = static_cast<uint32_t>(length - (to - from) + added);
   char *text = Q7StrAlloc(size ? size : 1);
   if (!text) {
     Q7P_ERROR(kModule, "No memory for a gadget's text");

@@ -71,9 +71,10 @@ typedef struct Q7PortMessage {
  * short that is drawn to for hours. A copy (method 19) holds copies of the commands. Colours are kept with 8 bits a
  * channel.
  *
- * Pictures are drawn by Cairo, texts in "DejaVu Sans" and "DejaVu Sans Mono" (or what the system has instead of them),
- * so the bytes of a picture may differ from one version of Cairo to the next. In an SVG picture, inverted drawing has
- * the inverse of the picture's background as its colour; in a PNG picture it inverts pixels.
+ * Pictures are drawn by Cairo, texts in "DejaVu Sans" and "DejaVu Sans Mono" (or what the system has instead of them;
+ * where it has no font they are boxes of the usual size), so the bytes of a picture may differ from one version of
+ * Cairo to the next. In an SVG picture, inverted drawing has the inverse of the picture's background as its colour; in
+ * a PNG picture it inverts pixels.
  *
  * The text form is the same everywhere, and made for tests. Its first line is "drawing WIDTH HEIGHT #RRGGBB" (the
  * background); then, in the order of drawing, a line for each shape:
@@ -165,11 +166,17 @@ enum {
  * 41011, data: const Q7Event *. Where nobody takes it, the window's pointer object gets it.
  *  - Motion and release: go to who took the press, else motion goes to the widget at that place. A button is pressed
  * when it is released inside. A splitter that is moved sends itself Q7M_SPLITTER_DRAG.
+ *  - A widget with a drag handler (41531) is dragged from when the pointer goes "DragThreshold" pixels with button 1
+ *    held: it is sent 41014 with the event, and what its handler answers is the object that is dragged (0: none). The
+ *    release asks the widget at that place whether it may be dropped (41016), drops it (41015), and tells the source
+ * how that went (41017 with the answer).
  *  - Key: goes to the widget that has the keyboard, and to its parents; where nobody takes it, Tab (with shift: back)
  *    gives the keyboard to the next gadget, and a character presses the gadget that has it as its shortcut (21510).
- *  - Resize: sets 41503 and 41504, lays out the content, and notifies (41003) with 20510 and the width as data.
+ *  - Resize, where 20501 allows it: sets 41503 and 41504, lays out the content, and notifies (41003) with 20510 and the
+ * width as data.
  *  - Close: sets 20505 and notifies with 20505 and 1 as data; what is closed is up to who hears it.
- * A handler may delete the window or any widget in it. */
+ * While another window is modal (20519), realized and shown, all but a resize is refused. A handler may delete the
+ * window or any widget in it. */
 
 /**
  * Frame, class 29, superclass the widget class: gives a geometry manager the insets of what lies inside it. The client

@@ -217,6 +217,7 @@ uint64_t q7wi_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7Tag
   auto &window = data<Window>(cl, self);
   window.self = self;
   Q7AddTail(windows(), &window.link);
+  window.value(Q7A_WINDOW_RESIZABLE) = 1;
   window.value(Q7A_WINDOW_PEN_LINE) = Q7PEN_FOREGROUND;
   window.value(Q7A_WINDOW_PEN_MARKED) = Q7PEN_ACTIVE_TITLE;
   window.value(Q7A_WINDOW_PEN_TEXT) = Q7PEN_FOREGROUND;
@@ -230,9 +231,9 @@ uint64_t q7wi_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   auto &window = data<Window>(cl, self);
   window_leaves(self);
   widget_leaves(self);
-  window.focus = window.grab = nullptr;
+  window.focus = window.grab = window.drag_source = nullptr;
   drop_context(window);
-  for (Q7Object **field : {&window.cursor, &window.content, &window.pointer_object, &window.font})
+  for (Q7Object **field : {&window.cursor, &window.content, &window.pointer_object, &window.font, &window.dragged})
     replace(*field, nullptr);
   for (Q7Object **field : {&window.own_font, &window.picture}) {
     Q7Object *own = *field;
@@ -241,10 +242,19 @@ uint64_t q7wi_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7Tag
   }
   Q7StrFree(window.title);
   window.title = nullptr;
-  Q7Remove(&window.link);
+  if (window.link.succ) Q7Remove(&window.link);
   // The widget part tells the children, who may still ask for drawing; they find no window any more.
   window.self = nullptr;
   return inherit(cl, self, Q7M_DISPOSE, a, b, list);
+}
+
+// The class goes with the application. A window that was never deleted stays behind as memory; the main loop of the
+// next application must not find it.
+void q7wi_forget_all() {
+  while (Q7Node *node = Q7RemHead(windows())) {
+    node->succ = nullptr;
+    reinterpret_cast<Window *>(node)->realized = 0;
+  }
 }
 
 uint64_t q7wi_realize(Q7Class *cl, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
@@ -255,6 +265,23 @@ uint64_t q7wi_realize(Q7Class *cl, Q7Object *self, uint32_t method, uint64_t a, 
     Q7Refresh(self);
   }
   return answer;
+}
+
+// Whether another window is modal, so that this one gets no input. One that lies in it, or that it lies in, may.
+bool q7wi_locked(Q7Object *self) {
+  for (Q7Node *node = windows()->head; node->succ; node = node->succ) {
+    auto &other = *reinterpret_cast<Window *>(node);
+    if (!other.value(Q7A_WINDOW_MODAL) || !other.realized || outermost_window(other.self) == outermost_window(self)) {
+      continue;
+    }
+    if (send(other.self, Q7M_WIDGET_IS_SHOWN)) return true;
+  }
+  return false;
+}
+
+uint64_t q7wi_event(Window &window, const Q7Event *event) {
+  if (!event || (event->kind != Q7EVENT_RESIZE && q7wi_locked(window.self))) return 0;
+  return window_event(window, *event);
 }
 
 uint64_t q7wi_widget_at(Window &window, const Q7Point *point) {
@@ -270,7 +297,10 @@ uint64_t q7wi_widget_at(Window &window, const Q7Point *point) {
 uint64_t q7wi_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *list) {
   if (method == Q7M_NEW) return q7wi_new(cl, obj, a, b, list);
   // Messages to the class itself have no instance behind them.
-  if (&obj->cl->header == obj) return inherit(cl, obj, method, a, b, list);
+  if (&obj->cl->header == obj) {
+    if (method == Q7M_CLASS_FREE && &cl->header == obj) q7wi_forget_all();
+    return inherit(cl, obj, method, a, b, list);
+  }
   auto &window = data<Window>(cl, obj);
   if (!window.self && method != Q7M_DISPOSE) return inherit(cl, obj, method, a, b, list);
   switch (method) {
@@ -292,7 +322,7 @@ uint64_t q7wi_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
                  : 0;
     case Q7M_WINDOW_DRAW: return q7wi_draw(window, reinterpret_cast<Q7Object *>(list));
     case Q7M_WINDOW_PICTURE: return q7wi_picture(window, list);
-    case Q7M_WINDOW_EVENT: return list ? window_event(window, *reinterpret_cast<const Q7Event *>(list)) : 0;
+    case Q7M_WINDOW_EVENT: return q7wi_event(window, reinterpret_cast<const Q7Event *>(list));
     case Q7M_WINDOW_WIDGET_AT: return q7wi_widget_at(window, reinterpret_cast<const Q7Point *>(list));
     case Q7M_WINDOW_KEPT_CONTEXT:
       return word(window.context && is_kind(window.context, Q7C_DRAWING) ? window.context : nullptr);
@@ -319,6 +349,7 @@ void widget_leaves(const Q7Object *widget) {
     auto *window = reinterpret_cast<Window *>(node);
     if (window->focus == widget) window->focus = nullptr;
     if (window->grab == widget) window->grab = nullptr;
+    if (window->drag_source == widget) window->drag_source = nullptr;
   }
 }
 

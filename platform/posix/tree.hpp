@@ -65,8 +65,8 @@ Q7Object *next_focus(Q7Object *window, const Q7Object *after, bool backwards);
 // The first enabled gadget with that shortcut.
 Q7Object *gadget_of_key(Q7Object *window, int32_t character);
 
-// A widget of the layer that goes: no window counts on it any more. Others are only known by their address until another
-// one has it.
+// A widget of the layer that goes: no window counts on it any more. Others are only known by their address until
+// another one has it.
 void widget_leaves(const Q7Object *widget);
 
 // Registers frame and splitter.

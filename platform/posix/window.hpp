@@ -27,6 +27,9 @@ struct Window {  // instance data
   Q7Object *focus;  // has the keyboard (20504)
   Q7Object *grab;   // took the press that is still held; the window itself for its pointer object
   int32_t grab_button;
+  Q7Object *drag_source;  // can be dragged from, and took the press or is dragged from
+  Q7Object *dragged;      // referenced: what is being dragged
+  int32_t press_x, press_y;
 
   uint64_t &value(uint32_t tag) { return values[tag - Q7A_WINDOW_FIRST]; }
 };

@@ -133,6 +133,16 @@ void unlink_record(Link *link) {
   Q7FreeMem(link, sizeof(Link));
 }
 
+// The links of the object itself may be stale: only the list knows whether it stands there.
+void leave_list(const Link &link, Q7Object *object) {
+  Raw raw;
+  auto *node = reinterpret_cast<Q7Node *>(object);
+  Place place = link.place;
+  place.index = 0;
+  if (!object->succ || !object->pred || !read_raw(link.holder, place, raw) || !raw.list) return;
+  if (Q7IsInList(raw.list, node)) Q7Remove(node);
+}
+
 // An object that is disposed of although references are counted on it is held by classes that count; to empty their
 // attributes would dispose of it once more. The records belong to the main thread; on another one it is only noted that
 // there is nothing left to watch.
@@ -145,6 +155,10 @@ void object_gone(Q7Object *object, uint64_t data) {
   const Link kept = *link;
   unlink_record(link);
   Raw raw;
+  if (kept.place.flags & Q7PAF_LIST) {
+    leave_list(kept, object);
+    return;
+  }
   if (object->refcount > 0 || !read_raw(kept.holder, kept.place, raw) || raw.object != object) return;
   raw.object = nullptr;
   write_raw(kept.holder, kept.place, raw);
@@ -376,6 +390,7 @@ void set_place(lua_State *L, int owner, const Q7PublicAttribute &row, uint64_t i
   Raw raw;
   check_raw(L, value, row.type, row.name, raw);
   Q7Object *object = check_object(L, owner);
+  const int32_t references = is_object_type(row.type) && raw.object ? raw.object->refcount : 0;
   Call call;
   call_begin(L, call);
   const bool known = write_raw(object, place, raw);
@@ -389,6 +404,12 @@ void set_place(lua_State *L, int owner, const Q7PublicAttribute &row, uint64_t i
   const Handle *holder = test<Handle>(L, owner);
   const Handle *stored = test<Handle>(L, value);
   if (holder->object) remember_link(holder->object, place, stored ? stored->object : nullptr);
+  if (!stored || !stored->object || references > 0 || stored->object->refcount <= 0) return;
+  // A class has begun to count references on an object that only a list held: when it lets go, the object goes.
+  Place list = {};
+  call_begin(L, call);
+  if (Q7Object *keeper = find_owner(state_of(L), stored->object, list)) remember_member(keeper, list, stored->object);
+  call_end(call);
 }
 
 void check_settable(lua_State *L, Q7Object *object, const Q7PublicAttribute &row) {
@@ -561,10 +582,18 @@ int list_add(lua_State *L) {
   Call call;
   const Q7List *list = proxy_list(L, call);
   const Handle *handle = test<Handle>(L, 2);
+  // What is its own part would never be reached again, and disposed of while it is being disposed of.
+  const bool inside = list && handle->object && contains_list(handle->object, list);
+  if (inside) list = nullptr;
   if (list && handle->object && handle->object->succ && handle->object->pred) send(handle->object, Q7M_REMOVE);
   if (list && handle->object) send(handle->object, Q7M_ADDTAIL, 0, 0, slot(list));
+  const Handle *owner = test<Handle>(L, 3);
+  if (list && handle->object && owner->object) {
+    remember_member(owner->object, place_of(test<ListProxy>(L, 1)->row, 0), handle->object);
+  }
   call_end(call);
   call_check(L, call);
+  if (inside) return luaL_error(L, "an object cannot be put into itself");
   lua_settop(L, 2);
   return 1;
 }
@@ -628,6 +657,15 @@ void remember_link(Q7Object *holder, const Place &place, Q7Object *object) {
   if (add_link(holder, place, object)) return;
   const Raw raw = {};
   write_raw(holder, place, raw);
+}
+
+void remember_member(Q7Object *owner, const Place &place, Q7Object *object) {
+  // A list holds many: the object itself tells the records of one list apart.
+  Place key = place;
+  key.flags |= Q7PAF_LIST;
+  key.index = arg(object);
+  remove_link(owner, key);
+  add_link(owner, key, object);
 }
 
 void forget_links() {

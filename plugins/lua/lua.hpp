@@ -114,6 +114,14 @@ void make_metatable(lua_State *L, const void *key, const char *name, const luaL_
 
 // ---- objects.cpp: handles ----
 
+// An attribute of an object, with its index: where a value came from.
+struct Place {
+  uint32_t tag;
+  uint32_t type;
+  uint32_t flags;
+  uint64_t index;  // argument b of methods 28 and 29
+};
+
 // Stands for an object; forgets it when it goes.
 struct Handle {
   static constexpr uint32_t kMagic = 0x71374F62;
@@ -135,6 +143,11 @@ Q7Object *check_object(lua_State *L, int index);
 // Pushes what an object is called in messages.
 const char *push_title(lua_State *L, Q7Object *object);
 Q7Object *root_object(State *state);
+// The object in one of whose lists an object stands, looked for from the root object on, and which attribute the list
+// is. Calls nothing of Lua; null if there is none.
+Q7Object *find_owner(State *state, const Q7Object *object, Place &place);
+// Whether a list belongs to an object or to anything below it.
+bool contains_list(Q7Object *object, const Q7List *list);
 void open_objects(lua_State *L);
 void open_classes(lua_State *L);
 
@@ -156,19 +169,15 @@ int set_by_path(lua_State *L);
 int list_attributes(lua_State *L);
 void open_attributes(lua_State *L);
 
-// An attribute of an object, with its index: where a value came from.
-struct Place {
-  uint32_t tag;
-  uint32_t type;
-  uint32_t flags;
-  uint64_t index;  // argument b of methods 28 and 29
-};
 // Replaces one channel of a vector or colour in its object and updates `whole`.
 void set_channel(lua_State *L, int owner, const Place &place, int channel, double value, double *whole);
 
 // Remembers that a script stored an object in an attribute that does not count references: the attribute is emptied
 // when that object goes.
 void remember_link(Q7Object *holder, const Place &place, Q7Object *object);
+// Remembers that an object stands in a list of its owner and may be disposed of by whoever holds the last reference,
+// which scripts have brought about: it is taken out of that list then.
+void remember_member(Q7Object *owner, const Place &place, Q7Object *object);
 void forget_links();
 
 // ---- values.cpp: vectors, colours, quaternions, matrices; noise.cpp ----

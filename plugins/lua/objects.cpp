@@ -55,6 +55,12 @@ void push_handle(lua_State *L, Q7Object *object, bool owned) {
   lua_setiuservalue(L, -2, 1);
 }
 
+// Gives a reference back. If it was the last one the object goes, out of the list in which it stands too.
+void give_back(Q7Object *object) {
+  if (object->refcount <= 1 && object->succ && object->pred) send(object, Q7M_REMOVE);
+  send(object, Q7M_RELEASE);
+}
+
 // ---- Metamethods ----
 
 int handle_collect(lua_State *L) {
@@ -65,7 +71,7 @@ int handle_collect(lua_State *L) {
   handle->object = nullptr;
   Call call;
   call_begin(L, call);
-  for (; handle->references > 0; --handle->references) send(object, Q7M_RELEASE);
+  for (; handle->references > 0; --handle->references) give_back(object);
   if (handle->owned) send(object, Q7M_DISPOSE);
   call_end(call);
   return 0;
@@ -160,7 +166,7 @@ int object_release(lua_State *L) {
   --handle->references;
   Call call;
   call_begin(L, call);
-  send(object, Q7M_RELEASE);
+  give_back(object);
   call_end(call);
   call_check(L, call);
   return 0;
@@ -213,37 +219,47 @@ const Q7List *list_of(const Q7Object *object) {
   return reinterpret_cast<const Q7List *>(node);
 }
 
-// The object one of whose list attributes is that list, from `from` downwards. Calls nothing of Lua.
-Q7Object *find_owner(Q7Object *from, const Q7List *wanted, int depth);
+// What is looked for in the tree, and where it was found.
+struct Search {
+  const Q7List *wanted;
+  Q7Object *owner;
+  Place place;
+};
 
-Q7Object *find_owner_in(Q7Object *from, const Q7PublicAttribute &row, const Q7List *wanted, int depth) {
+// Looks at the lists of an object and of what stands in them. Calls nothing of Lua.
+bool search(Q7Object *from, Search &found, int depth);
+
+bool search_row(Q7Object *from, const Q7PublicAttribute &row, Search &found, int depth) {
   const Q7List *list = nullptr;
   Q7TagItem get[2] = {{row.tag, arg(&list)}, {Q7TAG_END, 0}};
-  if (send(from, Q7M_GET, 0, 0, get) != 0 || !list) return nullptr;
-  if (list == wanted) return from;
-  for (Q7Node *node = list->head; node && node->succ; node = node->succ) {
-    if (Q7Object *owner = find_owner(reinterpret_cast<Q7Object *>(node), wanted, depth + 1)) return owner;
+  if (send(from, Q7M_GET, 0, 0, get) != 0 || !list) return false;
+  if (list == found.wanted) {
+    found.owner = from;
+    found.place = {row.tag, row.type, row.flags, 0};
+    return true;
   }
-  return nullptr;
+  for (Q7Node *node = list->head; node && node->succ; node = node->succ) {
+    if (search(reinterpret_cast<Q7Object *>(node), found, depth + 1)) return true;
+  }
+  return false;
 }
 
-Q7Object *find_owner(Q7Object *from, const Q7List *wanted, int depth) {
-  if (!from || depth == kMaxTreeDepth) return nullptr;
+bool search(Q7Object *from, Search &found, int depth) {
+  if (!from || depth == kMaxTreeDepth) return false;
   Q7List tables;
   Q7NewList(&tables);
   send(from, Q7M_COLLECT_TABLES, 0, 0, slot(&tables));
-  Q7Object *owner = nullptr;
-  for (const Q7Node *node = tables.head; node->succ && !owner; node = node->succ) {
+  bool done = false;
+  for (const Q7Node *node = tables.head; node->succ && !done; node = node->succ) {
     const Q7PublicAttribute *row = reinterpret_cast<const Q7AttributeTableNode *>(node)->table;
-    for (; row && row->name && !owner; ++row) {
+    for (; row && row->name && !done; ++row) {
       const bool list = row->flags & Q7PAF_LIST && !(row->flags & (Q7PAF_INDEXED | Q7PAF_SECOND_INDEX));
-      if (list && (row->type == Q7TID_OBJECT || row->type == Q7TID_OBJECT2)) {
-        owner = find_owner_in(from, *row, wanted, depth);
-      }
+      if (list && (row->type == Q7TID_OBJECT || row->type == Q7TID_OBJECT2))
+        done = search_row(from, *row, found, depth);
     }
   }
   while (Q7Node *node = Q7RemHead(&tables)) Q7FreeMem(node, sizeof(Q7AttributeTableNode));
-  return owner;
+  return done;
 }
 
 // object:parent(): the object whose list it stands in, looked for from the root object on; a widget knows its own.
@@ -256,8 +272,9 @@ int object_parent(lua_State *L) {
   if (Q7ObjectIsOfKind(object, kWidgetClass)) {
     Q7TagItem get[2] = {{kWidgetParent, arg(&parent)}, {Q7TAG_END, 0}};
     send(object, Q7M_GET, 0, 0, get);
-  } else if (const Q7List *list = list_of(object)) {
-    parent = find_owner(root_object(state_of(L)), list, 0);
+  } else {
+    Place place = {};
+    parent = find_owner(state_of(L), object, place);
   }
   call_end(call);
   push_object(L, parent);
@@ -471,6 +488,18 @@ Q7Object *root_object(State *state) {
   Q7TagItem get[2] = {{Q7A_PRGLNG_ROOT, arg(&found)}, {Q7TAG_END, 0}};
   send(state->language, Q7M_GET, 0, 0, get);
   return found ? found : Q7AppGetRoot(Q7ApplicationContext);
+}
+
+Q7Object *find_owner(State *state, const Q7Object *object, Place &place) {
+  Search found = {list_of(object), nullptr, {}};
+  if (!found.wanted || !search(root_object(state), found, 0)) return nullptr;
+  place = found.place;
+  return found.owner;
+}
+
+bool contains_list(Q7Object *object, const Q7List *list) {
+  Search found = {list, nullptr, {}};
+  return search(object, found, 0);
 }
 
 void open_objects(lua_State *L) {

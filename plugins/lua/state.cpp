@@ -15,7 +15,7 @@ namespace q7lua {
 namespace {
 
 constexpr int kStepsAtOnce = 1000;  // instructions between two looks at the limit
-constexpr int kMaxDepth = 40;      // scripts that call the library that calls scripts
+constexpr int kMaxDepth = 40;       // scripts that call the library that calls scripts
 
 Call *current;  // the innermost call of a script into the library
 

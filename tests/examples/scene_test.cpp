@@ -3,6 +3,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -488,6 +489,47 @@ TEST_F(Scene, LyingCountsAskForNoMemory) {
     EXPECT_EQ(load(path("lie.q7d")), nullptr);
     EXPECT_LT(gate.count(), 200);
   }
+}
+
+// The header of an object stream, as anybody may write it.
+void write_header(Q7Object *stream, uint32_t clid, std::initializer_list<uint32_t> chain) {
+  send(stream, Q7M_FILE_WRITE32, 0, 0, reinterpret_cast<Q7TagItem *>(uintptr_t{clid}));
+  for (uint32_t each : chain) {
+    send(stream, Q7M_FILE_WRITE32, 0, 0, reinterpret_cast<Q7TagItem *>(uintptr_t{each}));
+    send(stream, Q7M_FILE_WRITE16, 0, 0, nullptr);
+  }
+  send(stream, Q7M_FILE_WRITE_COUNTED, 0, 0, slot("x"));
+}
+// A group up to its members, of which there is one.
+void write_group(Q7Object *stream) {
+  write_header(stream, Q7C_GROUP, {Q7C_GROUP, Q7C_NODE, Q7C_ROOT});
+  const double one = 1;
+  for (int i = 0; i < 9; ++i) send(stream, Q7M_FILE_WRITE_DOUBLE, 0, 0, slot(&one));
+  send(stream, Q7M_FILE_WRITE32, 0, 0, reinterpret_cast<Q7TagItem *>(uintptr_t{1}));
+}
+
+// Whatever class a stream names for a member, a group takes nodes alone and survives the others.
+TEST_F(Scene, MembersOfOtherClassesAreRefused) {
+  uint32_t id = 0;
+  for (Q7Class *cl = Q7ClassNext(0, &id); cl; cl = Q7ClassNext(id + 1, &id)) {
+    if (Q7ClassIdIsOfKind(id, Q7C_NODE)) continue;
+    Q7Object *file = open(path("other.q7d"), "w");
+    ASSERT_NE(file, nullptr);
+    write_group(file);
+    write_header(file, id, {id, Q7C_ROOT});
+    Q7ObjectDelete(file);
+    EXPECT_EQ(load(path("other.q7d")), nullptr) << id;
+  }
+}
+
+TEST_F(Scene, DeepNestingInAStreamIsRefused) {
+  Q7Object *file = open(path("deep.q7d"), "w");
+  ASSERT_NE(file, nullptr);
+  for (int i = 0; i < 5000; ++i) write_group(file);
+  Q7ObjectDelete(file);
+  EXPECT_EQ(load(path("deep.q7d")), nullptr);
+  ASSERT_FALSE(reports.empty());
+  EXPECT_EQ(reports[0], "Groups are nested more than 64 deep");
 }
 
 TEST_F(Scene, ACopyHasEverythingOfItsOwn) {

@@ -55,6 +55,15 @@ write_scene() {
   printf 'newmtl clay\nKd 0.7 0.4 0.3\nKs 0.3 0.3 0.3\nNs 30\nq7_texture 2\nq7_mirror 0.2\n' >vase.mtl
 }
 small="--size 64x48 -q"
+# Waits until the studio that was started has loaded its scene: the log says so.
+await_loaded() {
+  local i
+  for i in $(seq 400); do
+    grep -qs 'meshes' "$HOME"/.*/*/logs/studio.log && break
+    sleep 0.05
+  done
+  rm -f "$HOME"/.*/*/logs/studio.log
+}
 
 case_render() {
   answers 0 vase.obj -o a.png --size 64x48
@@ -203,7 +212,7 @@ case_cancel() {
   for signal in INT TERM; do
     "$studio" vase.obj -o a.png --save a.q7d --size 4000x3000 -q >out 2>err &
     pid=$!
-    sleep 0.5
+    await_loaded
     kill -$signal $pid
     wait $pid
     [ $? -gt 128 ] || fail "SIG$signal: another status"
@@ -280,7 +289,7 @@ start_server() {
   "$studio" serve --into into --patience 1 "$@" 0 >server.out 2>server.err &
   server=$!
   local i
-  for i in $(seq 100); do
+  for i in $(seq 400); do
     port=$(sed -n 's/.*port \([0-9]*\).*/\1/p' server.out)
     [ -n "$port" ] && return
     sleep 0.05
@@ -350,6 +359,18 @@ LUA
   echo 'print("hello")' >hello.lua
   answers 0 vase.obj hello.lua -o - $small
   same plain.png out
+  [ "$(cat err)" = hello ] || fail "printed: $(cat err)"
+  # A script without end is ended by a signal.
+  echo 'while true do end' >endless.lua
+  rm -f "$HOME"/.*/*/logs/studio.log
+  "$studio" vase.obj endless.lua -o endless.png $small >out 2>err &
+  local pid=$!
+  await_loaded
+  sleep 0.2
+  kill -INT $pid
+  wait $pid
+  [ $? = 130 ] || fail "an endless script: another status"
+  one_line cancelled
   answers 1 vase.obj vase.mtl
   one_line 'no language'
 }

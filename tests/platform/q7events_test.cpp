@@ -1,4 +1,5 @@
 // Drawing a window's tree, events, and the library's user-interface classes on the layer.
+#include <algorithm>
 #include <functional>
 #include <tuple>
 
@@ -44,6 +45,7 @@ class Tree : public UiOnLayer {
     Q7Set(w, Q7A_WIDGET_X, static_cast<uint64_t>(x), Q7A_WIDGET_Y, static_cast<uint64_t>(y), Q7A_WIDGET_WIDTH,
           static_cast<uint64_t>(width), Q7A_WIDGET_HEIGHT, static_cast<uint64_t>(height), 0);
   }
+  static bool is_gadget(Q7Object *w) { return Q7ObjectIsOfKind(w, Q7C_OSGADGET) != 0; }
   Q7Object *at(int x, int y) {
     const Q7Point point = {static_cast<int16_t>(x), static_cast<int16_t>(y)};
     return reinterpret_cast<Q7Object *>(message(window(), Q7M_WINDOW_WIDGET_AT, 0, &point));
@@ -326,6 +328,147 @@ TEST_F(Tree, ACanvasTellsItsPointerEvents) {
   EXPECT_EQ(release(100, 90), 1u);
   EXPECT_EQ(last.kind, Q7EVENT_RELEASE);
   EXPECT_EQ(last.x, 90);
+}
+
+TEST_F(Tree, AModalWindowKeepsInputFromTheOthers) {
+  listen(gadget("Press", 10, 10, 80, 20));
+  Q7Object *dialog =
+      Q7ObjectCreate(Q7C_WINDOW, 41503, uint64_t{50}, 41504, uint64_t{50}, Q7A_WINDOW_MODAL, uint64_t{1}, 0);
+  EXPECT_EQ(click(15, 15), 1u) << "not realized";
+  message(dialog, Q7M_WIDGET_REALIZE);
+  EXPECT_EQ(click(15, 15), 0u);
+  EXPECT_EQ(event({Q7EVENT_CLOSE, 0, 0, 0, 0, 0, 0, 0, 0, nullptr}), 0u);
+  const Q7Event close = {Q7EVENT_CLOSE, 0, 0, 0, 0, 0, 0, 0, 0, nullptr};
+  EXPECT_EQ(message(dialog, Q7M_WINDOW_EVENT, 0, &close), 1u);
+  Q7ObjectDelete(dialog);
+  EXPECT_EQ(click(15, 15), 1u);
+  EXPECT_EQ(heard().size(), 2u);
+}
+
+TEST_F(Tree, AWindowThatIsNotResizableStaysAsItIs) {
+  EXPECT_EQ(number(window(), Q7A_WINDOW_RESIZABLE), 1);
+  Q7Set(window(), Q7A_WINDOW_RESIZABLE, uint64_t{0}, 0);
+  EXPECT_EQ(event({Q7EVENT_RESIZE, 0, 0, 0, 0, 0, 333, 222, 0, nullptr}), 0u);
+  EXPECT_EQ(number(window(), 20510), 200);
+}
+
+TEST_F(Tree, AWindowMayLeaveTheKeyboardWhereItIs) {
+  Q7Object *first = gadget("1", 0, 0, 20, 20);
+  click(5, 5);
+  Q7Object *popup =
+      Q7ObjectCreate(Q7C_WINDOW, Q7A_WIDGET_PARENT, word(window()), Q7A_WIDGET_X, uint64_t{50}, Q7A_WIDGET_WIDTH,
+                     uint64_t{40}, Q7A_WIDGET_HEIGHT, uint64_t{30}, Q7A_WINDOW_NO_FOCUS, uint64_t{1}, 0);
+  Q7Object *inner = Q7ObjectCreate(26, Q7A_WIDGET_PARENT, word(popup), 41503, uint64_t{40}, 41504, uint64_t{30}, 0);
+  click(60, 10);
+  EXPECT_EQ(pointer<Q7Object *>(window(), Q7A_WINDOW_FOCUS), first);
+  Q7Set(popup, Q7A_WINDOW_NO_FOCUS, uint64_t{0}, 0);
+  click(60, 10);
+  EXPECT_EQ(pointer<Q7Object *>(window(), Q7A_WINDOW_FOCUS), inner);
+}
+
+TEST_F(Tree, WhatIsDraggedIsDroppedOnTheWidgetUnderThePointer) {
+  static Q7Object *dragged;
+  dragged = Q7ObjectCreate(Q7C_ICON, 0);
+  Q7SendMsg(dragged, Q7M_ADDREF, 0);
+  Q7Object *source = widget(kClient, window(), 0, 0, 50, 50);
+  Q7Object *target = widget(kClient, window(), 100, 10, 50, 50);
+  receiver() = [](Q7Object *, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *slot) -> uint64_t {
+    if (method == 100010) return word(dragged);
+    if (method == 100013) {
+      heard().push_back({method, a, b, word(slot)});
+      return 1;
+    }
+    const auto *point = reinterpret_cast<const Q7Point *>(b);
+    heard().push_back({method, a, static_cast<uint64_t>(point->x), static_cast<uint64_t>(point->y)});
+    return 77;
+  };
+  Q7Set(source, Q7A_WIDGET_DRAG_HANDLER, word(listener()), Q7A_WIDGET_DRAG_METHOD, uint64_t{100010},
+        Q7A_WIDGET_DRAG_FINISHED_METHOD, uint64_t{100013}, 0);
+  Q7Set(target, Q7A_WIDGET_DROP_HANDLER, word(listener()), Q7A_WIDGET_CAN_DROP_METHOD, uint64_t{100011},
+        Q7A_WIDGET_DROP_METHOD, uint64_t{100012}, 0);
+  EXPECT_EQ(press(10, 10), 1u);
+  motion(25, 10);
+  EXPECT_EQ(dragged->refcount, 1) << "below the threshold";
+  motion(31, 10);
+  EXPECT_EQ(dragged->refcount, 2);
+  EXPECT_EQ(motion(110, 30), 1u);
+  EXPECT_EQ(release(110, 30), 1u);
+  EXPECT_EQ(heard(),
+            (std::vector<Heard>{
+                {100011, word(dragged), 10, 20}, {100012, word(dragged), 10, 20}, {100013, 77, word(source), 0}}));
+  EXPECT_EQ(dragged->refcount, 1);
+  heard().clear();
+  press(10, 10);
+  motion(60, 60);
+  EXPECT_EQ(release(60, 60), 1u);
+  EXPECT_EQ(heard(), (std::vector<Heard>{{100013, 0, word(source), 0}})) << "dropped on nothing";
+  press(10, 10);
+  motion(60, 60);
+  Q7SendMsg(dragged, Q7M_RELEASE, 0);
+}
+
+TEST_F(Tree, RandomEventsAmongWidgetsThatComeAndGoAreSurvived) {
+  Q7RegisterCompassClass(app());
+  Q7RegisterCanvasClass(app());
+  uint32_t state = 12345;
+  const auto random = [&](int32_t below) {
+    state = state * 1664525 + 1013904223;
+    return static_cast<int32_t>((state >> 8) % static_cast<uint32_t>(below));
+  };
+  std::vector<Q7Object *> widgets;
+  const auto remove = [&](Q7Object *gone) { widgets.erase(std::find(widgets.begin(), widgets.end(), gone)); };
+  // A client's widget takes one event of three, and goes at one of nine.
+  client_hook = [&](Q7Object *obj, uint32_t method, uint64_t, Q7TagItem *) -> uint64_t {
+    if (method != Q7M_WIDGET_EVENT) return method == Q7M_WIDGET_FOCUS;
+    const int32_t choice = random(9);
+    if (choice == 0) {
+      remove(obj);
+      Q7ObjectDelete(obj);
+    }
+    return choice < 3;
+  };
+  Q7Object *compass =
+      Q7ObjectCreate(Q7C_COMPASS, Q7A_COMPASS_PARENT, word(window()), Q7A_COMPASS_RINGS, uint64_t{2}, 0);
+  Q7Set(window(), Q7A_WINDOW_POINTER_OBJECT, word(compass), Q7A_WINDOW_POINTER_PRESS, uint64_t{899000},
+        Q7A_WINDOW_POINTER_MOTION, uint64_t{899003}, Q7A_WINDOW_POINTER_RELEASE, uint64_t{899001}, 0);
+  message(window(), Q7M_WIDGET_REALIZE);
+  const char *const texts[] = {"a", " ", "\xC3\xA4", "\xFF", "12", nullptr};
+  for (int i = 0; i < 3000; ++i) {
+    const int x = random(240) - 20;
+    const int y = random(140) - 20;
+    switch (random(10)) {
+      case 0: press(x, y, 1 + random(3)); break;
+      case 1: release(x, y, 1 + random(3)); break;
+      case 2:
+      case 3: motion(x, y); break;
+      case 4: key(random(12), static_cast<uint32_t>(random(8))); break;
+      case 5: type(texts[random(6)]); break;
+      case 6: event({Q7EVENT_RESIZE, 0, 0, 0, 0, 0, 100 + random(200), 50 + random(100), 0, nullptr}); break;
+      case 7:
+        if (widgets.size() < 20) {
+          const uint32_t classes[] = {kClient, Q7C_OSGADGET, Q7C_FRAME, Q7C_SPLITTER, Q7C_CANVAS, kClient};
+          Q7Object *w = Q7ObjectCreate(classes[random(6)], Q7A_WIDGET_PARENT, word(window()), 0);
+          ASSERT_NE(w, nullptr);
+          Q7Set(w, Q7A_WIDGET_PARENT, word(window()), 0);
+          place(w, random(150), random(80), 1 + random(80), 1 + random(40));
+          if (is_gadget(w)) Q7Set(w, Q7A_GADGET_LOOK, static_cast<uint64_t>(random(7)), 21500, word("Label"), 0);
+          widgets.push_back(w);
+        }
+        break;
+      case 8:
+        if (!widgets.empty() && random(4) == 0) {
+          Q7Object *gone = widgets[static_cast<size_t>(random(static_cast<int32_t>(widgets.size())))];
+          remove(gone);
+          Q7ObjectDelete(gone);
+        }
+        break;
+      default:
+        if (random(10) == 0) picture();
+        Q7ProcessEventsA(app(), Q7PROCESS_POLL, nullptr);
+        break;
+    }
+  }
+  Q7Set(window(), Q7A_WINDOW_POINTER_OBJECT, uint64_t{0}, 0);
 }
 
 // ---- The library's classes on the layer ----

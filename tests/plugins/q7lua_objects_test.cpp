@@ -170,6 +170,21 @@ TEST_F(LuaObjects, FinalizersMayDeleteWhatIsBeingRead) {
   EXPECT_THAT(errors(), IsEmpty());
 }
 
+TEST_F(LuaObjects, TheLastReferenceTakesAnObjectOutOfItsList) {
+  EXPECT_EQ(run("local l = scene.light l:retain() l:release() print(l:alive(), #scene.Members, scene.Members[1])"),
+            "false\t1\tscene 'lamp'\n");
+  run("scene.lamp:retain() collectgarbage() collectgarbage()");
+  EXPECT_EQ(eval("#scene.Members"), "0") << "nobody else held one";
+}
+
+TEST_F(LuaObjects, WhatAScriptPutIntoAListLeavesItWhenItGoes) {
+  run("new = q7.create('scene') scene.Members:add(new)");
+  auto *made = reinterpret_cast<Q7Object *>(langtest::scene(scene_).members.tail_pred);
+  send(made, Q7M_ADDREF);
+  send(made, Q7M_RELEASE);
+  EXPECT_EQ(eval("#scene.Members, new:alive()"), "2\tfalse");
+}
+
 // ---- Making objects ----
 
 TEST_F(LuaObjects, ClassesAreNamedOrNumbered) {
@@ -236,6 +251,12 @@ TEST_F(LuaObjects, ObjectsAreAddedToLists) {
   EXPECT_EQ(run("scene.Members:add(q7.create('scene', {Name = 'new'})):name() print(#scene.Members, scene.new) "
                 "scene.light.Members:add(scene.new) print(#scene.Members, scene.light.new:parent())"),
             "3\tscene 'new'\n2\tscene 'light'\n");
+}
+
+TEST_F(LuaObjects, AnObjectIsNotPutIntoItself) {
+  EXPECT_EQ(error("scene.Members:add(scene)"), "an object cannot be put into itself");
+  EXPECT_EQ(error("scene.light.Members:add(q7.root())"), "an object cannot be put into itself");
+  EXPECT_EQ(eval("scene:parent(), #scene.Members"), "scene 'root'\t2");
 }
 
 TEST_F(LuaObjects, AWidgetsParentIsItsOwn) {

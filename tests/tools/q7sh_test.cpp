@@ -304,11 +304,12 @@ class Terminal : public Shell {
       _exit(127);
     }
     std::string shown;
+    size_t seen = 0;
     for (const std::string &group : groups) {
-      wait_for("> ", master, shown);
+      wait_for("> ", master, shown, seen);
       if (write(master, group.data(), group.size()) < 0) break;
     }
-    wait_for("", master, shown);
+    wait_for("", master, shown, seen);
     int status = 0;
     waitpid(child, &status, 0);
     close(master);
@@ -318,11 +319,14 @@ class Terminal : public Shell {
   int exit_ = -1;
 
  private:
-  // Reads until a text was shown that was not shown before, or the end.
-  static void wait_for(const std::string &text, int master, std::string &shown) {
-    const size_t begin = shown.size();
+  // Reads until a text was shown behind what was seen before, or to the end.
+  static void wait_for(const std::string &text, int master, std::string &shown, size_t &seen) {
     for (;;) {
-      if (!text.empty() && shown.find(text, begin) != std::string::npos) return;
+      const size_t found = text.empty() ? std::string::npos : shown.find(text, seen);
+      if (found != std::string::npos) {
+        seen = found + text.size();
+        return;
+      }
       pollfd ready = {master, POLLIN, 0};
       if (poll(&ready, 1, 10000) <= 0) return;
       char buffer[512];

@@ -246,6 +246,8 @@ bool enter_group(Q7Object *to, Q7Object *obj, uint32_t method, uint64_t behind) 
   }
   send(obj, Q7M_ADDREF);
   leave_group(obj);
+  // It may stand in some list that is no group's, or already in this one without being a member (tag 524 at creation).
+  link(obj, Q7M_REMOVE, 0, nullptr);
   link(obj, method, behind, &group(to).members);
   node(obj).parent = to;
   return true;

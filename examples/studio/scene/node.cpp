@@ -131,6 +131,8 @@ uint64_t remove(Q7Object *obj) {
 }
 
 uint64_t put(Q7Object *obj, uint32_t method, uint64_t behind, Q7List *list) {
+  const auto *before = reinterpret_cast<const Q7Node *>(behind);
+  if (before == reinterpret_cast<const Q7Node *>(obj) || (before && !Q7IsInList(list, before))) return 0;
   if (Q7Object *group = group_of_list(list)) return enter_group(group, obj, method, behind);
   remove(obj);
   if (list) link(obj, method, behind, list);
@@ -167,17 +169,6 @@ bool get(Q7Class *cl, Q7Object *obj, const Q7TagItem &item) {
   }
 }
 
-uint64_t create(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
-  auto *made = reinterpret_cast<Q7Object *>(dispatch(node_class, cl, receiver, Q7M_NEW, a, b, tags));
-  // The root class has linked it already where tag 524 says.
-  auto *list = reinterpret_cast<Q7List *>(Q7TagVal(tags, Q7A_ADD_TO_LIST, 0));
-  if (made && list && !data<Node>(cl, made).parent) {
-    link(made, Q7M_REMOVE, 0, nullptr);
-    put(made, Q7M_ADDTAIL, 0, list);
-  }
-  return word(made);
-}
-
 uint64_t dispose(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
   // Whoever disposes of a member takes it out of the group that way.
   if (data<Node>(cl, obj).parent) link(obj, Q7M_REMOVE, 0, nullptr);
@@ -192,7 +183,6 @@ uint64_t copy(Q7Class *cl, Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tag
 
 uint64_t node_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
   switch (method) {
-    case Q7M_NEW: return create(cl, obj, a, b, tags);
     case Q7M_DISPOSE: return dispose(cl, obj, a, b, tags);
     case Q7M_ADDHEAD:
     case Q7M_ADDTAIL: return put(obj, method, 0, reinterpret_cast<Q7List *>(tags));
