@@ -4,6 +4,7 @@
 namespace {
 
 using namespace langtest;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 // ---- Joining paths
