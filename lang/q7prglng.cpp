@@ -14,6 +14,7 @@
 #include "core/q7strings.h"
 #include "core/q7typeid.h"
 #include "core/report.hpp"
+#include "core/root.hpp"
 #include "lang/prglng.hpp"
 
 namespace {
@@ -174,11 +175,16 @@ bool q7pl_resolve(const Language &l, const char *full, Target &target) {
     target.object = l.root;
     return l.root != nullptr;
   }
-  // The value is asked for only once it is known to be an object: not every type can be handed over.
-  if (!q7::send(l.root, Q7M_GET_BY_PATH, q7::arg(full), q7::arg(&target.row))) return false;
-  if (!q7pl_object_row(target.row)) return true;
-  Q7PublicAttribute row = {};
-  return q7::send(l.root, Q7M_GET_BY_PATH, q7::arg(full), q7::arg(&row), q7::slot(&target.object)) != 0;
+  // Of a value only the record is asked for, since not every type can be handed over. Whatever the tables do not know
+  // as a value is asked with both places: a class that answers the method in its own way may fill both unseen.
+  Q7PublicAttribute known = {};
+  const bool value = q7::get_by_path(l.root, full, &known, nullptr) && !q7pl_object_row(known);
+  uint64_t place[16] = {};
+  if (!q7::send(l.root, Q7M_GET_BY_PATH, q7::arg(full), q7::arg(&target.row), value ? nullptr : q7::slot(&place[0]))) {
+    return false;
+  }
+  if (q7pl_object_row(target.row)) target.object = q7::as<Q7Object *>(place[0]);
+  return true;
 }
 
 // Resolves a full path that must name an object; the status it gives.

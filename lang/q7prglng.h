@@ -10,7 +10,8 @@
  * "." between them unless the current path ends with one: with "scene.obj", "light" becomes "scene.obj.light". The
  * joined path is cut to 511 characters. It is resolved by the root object's method 35; q7root.h has the syntax of
  * components, indices and channels. What counts as an object is an attribute of type 22 that leads to one; a list
- * of objects is a value.
+ * of objects is a value. Where the public attributes do not name the path, the root object's class answers it in its
+ * own way: the commands give it the places for the record and for the value, and never null.
  *
  * The class belongs to the main thread. */
 #ifndef Q7_LANG_Q7PRGLNG_H

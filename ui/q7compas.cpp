@@ -260,16 +260,16 @@ int32_t q7cp_inside(int32_t mouse, int32_t size, int32_t room) {
 }
 
 void q7cp_make_popup(Compass &c, Position size) {
-  Q7TagItem list[12] = {{Q7A_WIDGET_PARENT, q7::arg(c.parent)},
+  // The last place of the list stays its end.
+  Q7TagItem list[13] = {{Q7A_WIDGET_PARENT, q7::arg(c.parent)},
                         {Q7A_WIDGET_X, q7::arg(c.corner.x)},
                         {Q7A_WIDGET_Y, q7::arg(c.corner.y)},
                         {Q7A_WIDGET_WIDTH, q7::arg(size.x)},
                         {Q7A_WIDGET_HEIGHT, q7::arg(size.y)}};
   int i = 5;
   for (const Q7TagItem &item : kPopup) list[i++] = item;
-  // The last place of the list stays its end.
-  Q7TagItem whole[3] = {{Q7A_WIDGET_SHOWN, 1}, {Q7TAG_LINK, q7::arg(&list[0])}, {Q7TAG_END, 0}};
-  Q7Object *popup = Q7ObjectCreateA(Q7C_WINDOW, whole);
+  list[i] = {Q7A_WIDGET_SHOWN, 1};
+  Q7Object *popup = Q7ObjectCreateA(Q7C_WINDOW, list);
   if (!popup) return;
   c.popup_link.assign(c.popup, popup);
   q7::send(popup, Q7M_WIDGET_REALIZE);
@@ -282,9 +282,9 @@ void q7cp_make_popup(Compass &c, Position size) {
 }
 
 uint64_t q7cp_open(Compass &c, const void *event) {
+  if (!c.parent) return 1;
   Position mouse;
   if (!q7cp_event(event, mouse)) return 0;
-  if (!c.parent) return 1;
   // A second opening changes nothing: the needle goes on where it is.
   if (c.popup) {
     Q7_REPORT_ERROR(kModule, "Internal error: compass already open");

@@ -43,8 +43,12 @@ uint64_t q7gm_request(GmanagerData &g, Q7Object *self) {
   return q7::arg(self);
 }
 
-uint64_t q7gm_run_pending(GmanagerData &g, Q7Object *self) {
-  if (g.pending) q7::send(self, Q7M_GMANAGER_LAYOUT);
+Q7_HANDLER uint64_t q7gm_run_pending(GmanagerData &g, Q7Object *self) {
+  if (g.pending) {
+    const q7::Walk life(q7::widget_data(self)->callbacks);
+    q7::send(self, Q7M_GMANAGER_LAYOUT);
+    if (!life.valid()) return 0;
+  }
   g.pending = 0;
   return q7::arg(self);
 }

@@ -235,7 +235,9 @@ void q7wg_tell_target(const WidgetData &w, uint64_t value, uint64_t data) {
 uint64_t q7wg_read_source(Q7Object *self, int32_t source, uint64_t fallback) {
   uint64_t value[16] = {};
   Q7TagItem list[2] = {{static_cast<uint32_t>(source), q7::arg(&value[0])}, {Q7TAG_END, 0}};
-  return q7::send(self, Q7M_GET, 0, 0, list) ? fallback : value[0];
+  const bool unknown = q7::send(self, Q7M_GET, 0, 0, list) != 0;
+  // A subclass may store the value and answer whatever it likes; only what nobody stored is unknown.
+  return unknown && value[0] == 0 ? fallback : value[0];
 }
 
 Q7_HANDLER uint64_t q7wg_changed(WidgetData &w, Q7Object *self, uint64_t value, bool quiet, uint64_t data) {

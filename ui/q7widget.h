@@ -72,7 +72,7 @@ enum {
   /** Slot: address of a Q7Point in top-level coordinates, turned into this widget's. Result: 1; 0 for null. */
   Q7M_WIDGET_FROM_TOP = 41009,
   /** Slot: data d: the drag handler receives the drag method with (this widget, d, drag data); then this widget sends
-   * itself 41003 (41014, 1, d), also without a handler. Result: the handler's answer, or 0. */
+   * itself 41003 (41014, 1, d), also without a handler or a method for it. Result: the handler's answer, or 0. */
   Q7M_WIDGET_START_DRAG = 41014,
   /** a: dropped object; slot: address of a Q7Point in top-level coordinates, not changed (null counts as 0, 0). The
    * drop is offered here, then to the drop handler's parent, then to this widget's parent. Result: the first non-null
@@ -102,7 +102,7 @@ enum {
   /** Result: 1 when this widget and every ancestor is shown (41511), else 0. */
   Q7M_WIDGET_IS_SHOWN = 41030,
   /** a: class id; b: handler object; slot: method: appends a drop handler to the process-wide table. Result: 1, or 0
-   * after the report "too many handlers" when 99 are there. */
+   * after the report "too many handlers" when 99 are there. One with method 0 takes a place and is never asked. */
   Q7M_WIDGET_ADD_DROP_HANDLER = 41031,
   /** Slot: argument: sent on with it to each child. */
   Q7M_WIDGET_BROADCAST = 41032,

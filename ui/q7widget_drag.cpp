@@ -36,9 +36,11 @@ void q7wd_handler_gone(q7::Weak *link) {
   q7::weak_drop(handler_link[handler_count]);
 }
 
-// Asks every registered handler for the kind of object that is dropped; false when one of them refuses.
+// Asks every registered handler for the kind of object that is dropped; false when one of them refuses. One without a
+// method (0 would have its object make another one) has nothing to say.
 bool q7wd_ask_handlers(Q7Object *dropped, Q7Point *point, Q7Object *drop_handler) {
   for (int i = 0; i < handler_count; ++i) {
+    if (!handler_method[i]) continue;
     if (!Q7ObjectIsOfKind(dropped, static_cast<uint32_t>(handler_class[i]))) continue;
     if (!q7::send(handler_object[i], static_cast<uint32_t>(handler_method[i]), q7::arg(dropped), q7::arg(point),
                   q7::slot(drop_handler))) {
@@ -81,16 +83,20 @@ uint64_t q7wd_send_block_method(Q7Object *handler, int32_t method, Q7Object *dro
 }
 
 // The local part: the registered handlers and the widget's own drop handler. The block is copied, for a handler may
-// set other attributes.
-uint64_t q7wd_offer_here(const DragDrop &d, Q7Object *self, uint32_t method, Q7Object *dropped, const Q7Point &point) {
+// set other attributes; whoever is asked may also dispose of the drop handler or of the widget.
+uint64_t q7wd_offer_here(const WidgetData &w, const q7::Walk &life, Q7Object *self, uint32_t method, Q7Object *dropped,
+                         const Q7Point &point) {
+  const DragDrop d = *w.drag_drop;
+  const auto stands = [&] { return life.valid() && w.drag_drop->drop_handler == d.drop_handler; };
   Q7Point local = point;
   q7::send(self, Q7M_WIDGET_FROM_TOP, 0, 0, q7::slot(&local));
+  if (!stands()) return 0;
   if (method == Q7M_WIDGET_DROP) {
-    if (!q7wd_ask_handlers(dropped, &local, d.drop_handler)) return 0;
+    if (!q7wd_ask_handlers(dropped, &local, d.drop_handler) || !stands()) return 0;
     return q7wd_send_block_method(d.drop_handler, d.drop_method, dropped, &local, d.drop_data);
   }
   const uint64_t answer = q7wd_send_block_method(d.drop_handler, d.can_drop_method, dropped, &local, d.drop_data);
-  return answer && q7wd_ask_handlers(dropped, &local, d.drop_handler) ? answer : 0;
+  return answer && stands() && q7wd_ask_handlers(dropped, &local, d.drop_handler) ? answer : 0;
 }
 
 }  // namespace
@@ -154,12 +160,14 @@ void q7::free_drag_drop(WidgetData &w) {
 }
 
 uint64_t q7::start_drag(WidgetData &w, Q7Object *self, uint64_t data) {
+  // The handler may run the whole drag before it answers, and the widget may be gone then.
+  const Walk life(w.callbacks);
   uint64_t answer = 0;
-  if (w.drag_drop && w.drag_drop->drag_handler) {
+  if (w.drag_drop && w.drag_drop->drag_handler && w.drag_drop->drag_method) {
     const DragDrop &d = *w.drag_drop;
     answer = send(d.drag_handler, static_cast<uint32_t>(d.drag_method), arg(self), data, slot(d.drag_data));
   }
-  send(self, Q7M_WIDGET_CHANGED, Q7M_WIDGET_START_DRAG, 1, slot(data));
+  if (life.valid()) send(self, Q7M_WIDGET_CHANGED, Q7M_WIDGET_START_DRAG, 1, slot(data));
   return answer;
 }
 
@@ -180,16 +188,18 @@ uint64_t q7::offer_drop(WidgetData &w, Q7Object *self, uint32_t method, Q7Object
   offers = &offer;
   Q7Point origin = {0, 0};
   if (!point) point = &origin;
-  Q7Object *parent = w.parent;
   uint64_t answer = 0;
+  bool alive = true;
   if (w.drag_drop && w.drag_drop->drop_handler) {
-    const DragDrop d = *w.drag_drop;
-    WidgetData *handler = widget_data(d.drop_handler);
-    Q7Object *handler_parent = handler ? handler->parent : nullptr;
-    answer = q7wd_offer_here(d, self, method, dropped, *point);
-    if (!answer) answer = send(handler_parent, method, arg(dropped), 0, slot(point));
+    const Walk life(w.callbacks);
+    answer = q7wd_offer_here(w, life, self, method, dropped, *point);
+    if (!answer && life.valid()) {
+      const WidgetData *handler = widget_data(w.drag_drop->drop_handler);
+      answer = send(handler ? handler->parent : nullptr, method, arg(dropped), 0, slot(point));
+    }
+    alive = life.valid();
   }
-  if (!answer) answer = send(parent, method, arg(dropped), 0, slot(point));
+  if (!answer && alive) answer = send(w.parent, method, arg(dropped), 0, slot(point));
   offers = offer.outer;
   return answer;
 }

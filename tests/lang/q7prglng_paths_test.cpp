@@ -4,6 +4,7 @@
 namespace {
 
 using namespace langtest;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 // ---- Joining paths
@@ -243,6 +244,42 @@ TEST_F(Shell, ASiblingWhoseNameDoesNotFitIsNotReached) {
   EXPECT_EQ(command(Q7M_PRGLNG_NEXT), 0u);
   EXPECT_EQ(status(), 0);
   EXPECT_EQ(path(), "scene.obj1");
+}
+
+// A root object whose class answers paths in its own way, and looks at neither place before it fills it.
+std::vector<std::string> asked;
+Q7Object *answered;
+uint64_t own_paths(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  if (method != Q7M_GET_BY_PATH) return inherit(cl, obj, method, a, b, tags);
+  asked.emplace_back(reinterpret_cast<const char *>(a));
+  if (asked.back() == "nowhere" || asked.back() == "nowhere.to") return 0;
+  reinterpret_cast<Q7PublicAttribute *>(b)->type = asked.back() == ".value" ? Q7TID_INT : Q7TID_OBJECT2;
+  memcpy(tags, &answered, sizeof answered);
+  return 1;
+}
+
+TEST_F(Shell, ARootObjectMayAnswerPathsInItsOwnWay) {
+  Q7ClassCreate(Q7C_ROOT, 4201, own_paths, 0, 0);
+  Q7Object *own = Q7ObjectCreate(4201, 0);
+  ASSERT_TRUE(own);
+  set(shell_, Q7A_PRGLNG_ROOT, own);
+  asked.clear();
+  answered = light_;
+  at("scene.obj");
+  EXPECT_EQ(command(Q7M_PRGLNG_MAKE_CURRENT, "light"), 1u);
+  EXPECT_EQ(path(), "scene.obj.light");
+  at("scene.");
+  EXPECT_EQ(command(Q7M_PRGLNG_RESOLVE, "light"), 1u);
+  EXPECT_EQ(command(Q7M_PRGLNG_MAKE_CURRENT, ".world"), 1u);
+  EXPECT_EQ(path(), ".world");
+  EXPECT_EQ(command(Q7M_PRGLNG_MAKE_CURRENT, ".value"), 0u);
+  EXPECT_EQ(status(), 3);
+  at("nowhere");
+  EXPECT_EQ(command(Q7M_PRGLNG_MAKE_CURRENT, "to"), 0u);
+  EXPECT_EQ(status(), 0);
+  EXPECT_THAT(asked, ElementsAre("scene.obj.light", "scene.light", ".world", ".value", "nowhere.to"));
+  set(shell_, Q7A_PRGLNG_ROOT, root_);
+  send(own, Q7M_DISPOSE);
 }
 
 }  // namespace

@@ -156,9 +156,30 @@ TEST_F(Compass, IsSmallerInASmallParent) {
 TEST_F(Compass, WithoutAParentNothingHappens) {
   set(compass, {{899500, 0}});
   EXPECT_EQ(open(10, 10), 1u);
+  EXPECT_EQ(message(compass, 899000), 1u);  // whatever the event
   EXPECT_EQ(popup(), nullptr);
   EXPECT_EQ(move(50, 50), 1u);
   EXPECT_THAT(told(), IsEmpty());
+}
+
+Q7Dispatcher window_dispatch;
+std::vector<uint32_t> window_tags;
+uint64_t reads_item_by_item(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  if (method == Q7M_NEW) {
+    for (const Q7TagItem *t = tags; t->tag; ++t) window_tags.push_back(t->tag);
+  }
+  return window_dispatch(cl, obj, method, a, b, tags);
+}
+
+TEST_F(Compass, ThePopupIsAskedForInOnePlainList) {
+  Q7Object &windows = Q7ClassFind(20)->header;
+  window_tags.clear();
+  window_dispatch = windows.dispatch;
+  windows.dispatch = reads_item_by_item;
+  open(500, 400);
+  windows.dispatch = window_dispatch;
+  EXPECT_THAT(window_tags,
+              ElementsAre(41500, 41501, 41502, 41503, 41504, 20526, 20517, 20501, 20519, 20500, 20525, 41511));
 }
 
 TEST_F(Compass, NullEventsAreRefused) {

@@ -46,6 +46,19 @@ uint64_t laying_out(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uin
   return cl->superdispatch(cl->super, obj, method, a, b, tags);
 }
 
+// A manager that a slave's answer to being laid out disposes of.
+uint64_t disposes_itself(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  if (method != 24002) return cl->superdispatch(cl->super, obj, method, a, b, tags);
+  Q7ObjectDelete(obj);
+  return 0;
+}
+
+TEST_F(Gmanager, MayBeDisposedOfByItsLayout) {
+  Q7ClassCreate(24, 2911, disposes_itself, 0, 0);
+  message(make(2911), 41000);
+  EXPECT_EQ(instances(24), 0u);
+}
+
 TEST_F(Gmanager, LayoutRequestsAreCoalesced) {
   Q7ClassCreate(24, 2910, laying_out, 0, 0);
   seen.clear();

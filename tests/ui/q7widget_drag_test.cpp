@@ -57,6 +57,59 @@ TEST_F(Drag, StartTellsTheHandlerThenTheWidgetItself) {
   Q7ObjectDelete(told);
 }
 
+TEST_F(Drag, HandlersMayDisposeOfTheWidget) {
+  const uint32_t before = instances(Q7C_WIDGET);
+  const auto disposable = [&] {
+    Q7Object *o = make(Q7C_WIDGET, {{41531, num(handler)}, {41532, kDrag}, {41500, num(top)}});
+    accept_drops(o, handler);
+    return o;
+  };
+  Q7Object *victim;
+  uint32_t deadly;
+  probe(handler).hook = [&](const Message &m) {
+    if (m.method == deadly) Q7ObjectDelete(victim);
+  };
+  probe(handler).answers[kDrag] = 3;
+  const struct {
+    uint32_t deadly, method;
+    uint64_t registered, answer;
+  } cases[] = {{kDrag, 41014, 1, 3},       {kDrop, 41015, 1, 0},    {kRegistered, 41015, 1, 0},
+               {kRegistered, 41015, 0, 0}, {kCanDrop, 41016, 1, 0}, {kRegistered, 41016, 0, 0}};
+  EXPECT_EQ(add(0), 1u);
+  for (const auto &c : cases) {
+    victim = disposable();
+    deadly = c.deadly;
+    probe(handler).answers[kRegistered] = c.registered;
+    probe(handler).answers[kCanDrop] = c.deadly != kCanDrop;
+    EXPECT_EQ(message(victim, c.method, c.method == 41014 ? 0 : num(object), 0, num(&at)), c.answer) << c.deadly;
+    EXPECT_EQ(instances(Q7C_WIDGET), before) << c.deadly;
+  }
+}
+
+TEST_F(Drag, ADropHandlerMayGoBeforeItIsAsked) {
+  Q7Object *inside = make(kProbeWidget);
+  accept_drops(w, inside);
+  EXPECT_EQ(add(0), 1u);
+  probe(handler).answers[kRegistered] = 1;
+  probe(handler).hook = [&](const Message &m) {
+    if (m.method == kRegistered) Q7ObjectDelete(inside);
+  };
+  EXPECT_EQ(drop(), 0u);
+  EXPECT_EQ(object_of(w, 41534), nullptr);
+}
+
+// Method 0 would have the handler make an object out of the drag data.
+TEST_F(Drag, HandlersWithoutAMethodAreSentNothing) {
+  set(w, {{41531, num(handler)}, {41533, 7}});
+  EXPECT_EQ(message(w, 41014, 0, 0, 9), 0u);
+  EXPECT_EQ(add(0, 0), 1u);
+  accept_drops(w, handler);
+  probe(handler).answers[kDrop] = 5;
+  EXPECT_EQ(drop(), 5u);
+  ASSERT_EQ(probe(handler).messages.size(), 1u);
+  EXPECT_EQ(probe(handler).messages[0].method, static_cast<uint32_t>(kDrop));
+}
+
 // Each handler lies in a tree of its own, whose top has the next handler: no tree is deep, the way through them is.
 TEST_F(Drag, DropsThatGoFromTreeToTreeEndWithAReport) {
   std::vector<Q7Object *> tops;

@@ -227,6 +227,25 @@ TEST_F(Widget, CallbackRecordsReadSetAndSend) {
   Q7ObjectDelete(o);
 }
 
+// A subclass that stores an attribute of its own and answers non-zero all the same.
+uint64_t answers_one(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  if (method != Q7M_GET) return cl->superdispatch(cl->super, obj, method, a, b, tags);
+  const int32_t value = 17;
+  memcpy(reinterpret_cast<void *>(tags->data), &value, sizeof value);
+  return 1;
+}
+
+TEST_F(Widget, ASourceAttributeCountsWhateverTheSubclassAnswers) {
+  ASSERT_NE(Q7ClassCreateA(Q7C_WIDGET, 2905, answers_one, 0, nullptr), nullptr);
+  Q7Object *o = make(kProbeObject);
+  Q7Object *w = make(2905);
+  list_message(w, 41001, {{41514, num(o)}, {41515, 2905500}, {41516, 518}});
+  message(w, 41003, 5, 0, 6);
+  EXPECT_THAT(probe(o).log, ElementsAre("set 518=17"));
+  Q7ObjectDelete(w);
+  Q7ObjectDelete(o);
+}
+
 TEST_F(Widget, RemovingACallbackMatchesNonZeroValuesAndTakesTheFirst) {
   Q7Object *o = make(kProbeObject);
   Q7Object *w = make(Q7C_WIDGET);
