@@ -18,6 +18,7 @@ struct AsyncWorker {
   Q7AsyncRequest *record = nullptr;  // in execution, in no list
   Q7List taken = {};                 // requests that only this thread sees any more, oldest first
   Q7List spent = {};                 // executed records, not yet given back
+  uint64_t executed = 0;             // requests so far
   bool stop = false;                 // a stop request was taken
   bool gone = false;                 // the executor was disposed of by the request in execution
 };

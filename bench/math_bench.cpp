@@ -1,14 +1,12 @@
 // math_bench: the geometry and noise functions called through the shared library, beside their peers where these are
-// installed. Behind the usual table it prints the ratios that the room promises, each with its limit and verdict; all
-// are measured within the one run. The exit code is 1 when a limit is missed.
+// installed.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/ratios.hpp"
 #include "math/q7noise.h"
 #include "math/q7wide.h"
 
@@ -54,8 +52,6 @@ std::vector<Q7Matrix> matrices() {
   return v;
 }
 
-void per_item(benchmark::State &state, int count) { state.SetItemsProcessed(state.iterations() * count); }
-
 // Ours.
 
 void concat(benchmark::State &state) {
@@ -67,7 +63,6 @@ void concat(benchmark::State &state) {
       benchmark::DoNotOptimize(r);
     }
   }
-  per_item(state, kMatrices - 1);
 }
 
 void invert(benchmark::State &state) {
@@ -79,7 +74,6 @@ void invert(benchmark::State &state) {
       benchmark::DoNotOptimize(r);
     }
   }
-  per_item(state, kMatrices);
 }
 
 // Points are transformed by a placement, as scenes do; the division by w is part of the work of both sides.
@@ -108,7 +102,6 @@ void transform(benchmark::State &state, Q7Matrix m) {
       benchmark::DoNotOptimize(r);
     }
   }
-  per_item(state, kCount);
 }
 
 void transform_array(benchmark::State &state, Q7Matrix m) {
@@ -118,7 +111,6 @@ void transform_array(benchmark::State &state, Q7Matrix m) {
     Q7MxTransformArray(r.data(), &m, p.data(), kCount);
     benchmark::ClobberMemory();
   }
-  per_item(state, kCount);
 }
 
 void scalar_noise(benchmark::State &state, double (*noise)(const Q7Vector *)) {
@@ -126,7 +118,6 @@ void scalar_noise(benchmark::State &state, double (*noise)(const Q7Vector *)) {
   for (auto _ : state) {
     for (const Q7Vector &e : p) benchmark::DoNotOptimize(noise(&e));
   }
-  per_item(state, kCount);
 }
 
 void array_noise(benchmark::State &state, void (*noise)(double *, const Q7Vector *, int32_t)) {
@@ -136,7 +127,6 @@ void array_noise(benchmark::State &state, void (*noise)(double *, const Q7Vector
     noise(r.data(), p.data(), kCount);
     benchmark::ClobberMemory();
   }
-  per_item(state, kCount);
 }
 
 void vector_noise(benchmark::State &state) {
@@ -145,7 +135,6 @@ void vector_noise(benchmark::State &state) {
   for (auto _ : state) {
     for (const Q7Vector &e : p) benchmark::DoNotOptimize(Q7VecNoise3D(&r, &e));
   }
-  per_item(state, kCount);
 }
 
 void vector_noise_array(benchmark::State &state) {
@@ -155,7 +144,6 @@ void vector_noise_array(benchmark::State &state) {
     Q7VecNoise3DArray(r.data(), p.data(), kCount);
     benchmark::ClobberMemory();
   }
-  per_item(state, kCount);
 }
 
 void norm(benchmark::State &state) {
@@ -163,7 +151,6 @@ void norm(benchmark::State &state) {
   for (auto _ : state) {
     for (Q7Vector &e : p) benchmark::DoNotOptimize(VNorm(&e));
   }
-  per_item(state, kCount);
 }
 
 void norm_array(benchmark::State &state) {
@@ -172,7 +159,6 @@ void norm_array(benchmark::State &state) {
     VNormArray(p.data(), kCount);
     benchmark::ClobberMemory();
   }
-  per_item(state, kCount);
 }
 
 // The peers.
@@ -195,7 +181,6 @@ void imath_concat(benchmark::State &state) {
       benchmark::DoNotOptimize(r);
     }
   }
-  per_item(state, kMatrices - 1);
 }
 
 void imath_transform(benchmark::State &state, Q7Matrix matrix) {
@@ -210,7 +195,6 @@ void imath_transform(benchmark::State &state, Q7Matrix matrix) {
       benchmark::DoNotOptimize(r);
     }
   }
-  per_item(state, kCount);
 }
 #endif
 
@@ -230,7 +214,6 @@ void glm_concat(benchmark::State &state) {
       benchmark::DoNotOptimize(r);
     }
   }
-  per_item(state, kMatrices - 1);
 }
 #endif
 
@@ -250,7 +233,6 @@ void eigen_invert(benchmark::State &state) {
       benchmark::DoNotOptimize(r);
     }
   }
-  per_item(state, kMatrices);
 }
 #endif
 
@@ -262,54 +244,12 @@ void libnoise_value(benchmark::State &state) {
       benchmark::DoNotOptimize(noise::ValueCoherentNoise3D(25 * e.x, 25 * e.y, 25 * e.z, 0, noise::QUALITY_FAST));
     }
   }
-  per_item(state, kCount);
 }
 #endif
-
-// Keeps the best time an item of each benchmark for the ratios.
-class Ratios : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run> &runs) override {
-    for (const Run &run : runs) {
-      if (run.run_type == Run::RT_Aggregate) continue;
-      const auto items = run.counters.find("items_per_second");
-      if (items == run.counters.end()) continue;
-      const double ns = 1e9 / items->second.value;
-      auto [at, added] = best_.try_emplace(run.run_name.function_name, ns);
-      if (!added && ns < at->second) at->second = ns;
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  // Prints ours against the better of the peers; without a peer that was measured nothing is judged.
-  void judge(const char *what, const std::string &ours, std::vector<std::string> peers, double limit) {
-    const auto mine = best_.find(ours);
-    double peer = 0;
-    for (const std::string &name : peers) {
-      const auto at = best_.find(name);
-      if (at != best_.end() && (peer == 0 || at->second < peer)) peer = at->second;
-    }
-    if (mine == best_.end() || peer == 0) {
-      std::printf("%-44s not measured\n", what);
-      return;
-    }
-    const double ratio = mine->second / peer;
-    const bool passed = ratio <= limit;
-    failed_ |= !passed;
-    std::printf("%-44s %7.2f ns / %7.2f ns = %5.2f, at most %.2f: %s\n", what, mine->second, peer, ratio, limit,
-                passed ? "pass" : "FAIL");
-  }
-  bool failed() const { return failed_; }
-
- private:
-  std::map<std::string, double> best_;
-  bool failed_ = false;
-};
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  benchmark::Initialize(&argc, argv);
   benchmark::RegisterBenchmark("Q7MxConcat", concat);
   benchmark::RegisterBenchmark("Q7MxInvert", invert);
   benchmark::RegisterBenchmark("Q7MxTransform", transform, placement());
@@ -344,20 +284,24 @@ int main(int argc, char **argv) {
   benchmark::RegisterBenchmark("libnoise_value", libnoise_value);
 #endif
 
-  Ratios ratios;
-  benchmark::RunSpecifiedBenchmarks(&ratios);
-  std::printf("\n");
-  ratios.judge("Q7MxConcat / best of Imath, GLM", "Q7MxConcat", {"imath_concat", "glm_concat"}, 1.1);
-  ratios.judge("Q7MxInvert / Eigen", "Q7MxInvert", {"eigen_invert"}, 1.5);
-  ratios.judge("Q7MxTransform / Imath", "Q7MxTransform", {"imath_transform"}, 1.5);
-  ratios.judge("Q7MxTransform / Imath, projecting", "Q7MxTransform_projecting", {"imath_transform_projecting"}, 1.5);
-  ratios.judge("Q7MxTransformArray / Q7MxTransform", "Q7MxTransformArray", {"Q7MxTransform"}, 1 / 3.0);
-  ratios.judge("Q7Noise3D / libnoise value noise", "Q7Noise3D", {"libnoise_value"}, 0.5);
-  ratios.judge("_Q7SmoothNoise / libnoise value noise", "_Q7SmoothNoise", {"libnoise_value"}, 2.2);
+  std::vector<q7bench::Bar> bars = {
+      {"Q7MxConcat, to Imath", "Q7MxConcat", "imath_concat", 1.1},
+      {"  to GLM", "Q7MxConcat", "glm_concat", 1.1},
+      {"Q7MxInvert, to Eigen", "Q7MxInvert", "eigen_invert", 1.5},
+      {"Q7MxTransform, to Imath", "Q7MxTransform", "imath_transform", 1.5},
+      {"  with a projecting matrix", "Q7MxTransform_projecting", "imath_transform_projecting", 1.5},
+      {"Q7MxTransformArray, a point, to Q7MxTransform", "Q7MxTransformArray", "Q7MxTransform", 1 / 3.0},
+      {"Q7Noise3D, to libnoise value noise", "Q7Noise3D", "libnoise_value", 0.5},
+      {"_Q7SmoothNoise, to libnoise value noise", "_Q7SmoothNoise", "libnoise_value", 2.2},
+  };
+  // Without wide instructions the array forms are loops over the others.
   if (Q7MathPathAt(1)) {
-    ratios.judge("Q7Noise3DArray / Q7Noise3D", "Q7Noise3DArray", {"Q7Noise3D"}, 1 / 3.0);
-    ratios.judge("Q7SmoothNoise3DArray / _Q7SmoothNoise", "Q7SmoothNoise3DArray", {"_Q7SmoothNoise"}, 1 / 3.0);
-    ratios.judge("Q7VecNoise3DArray / Q7VecNoise3D", "Q7VecNoise3DArray", {"Q7VecNoise3D"}, 1 / 3.0);
+    bars.push_back({"Q7Noise3DArray, a point, to Q7Noise3D", "Q7Noise3DArray", "Q7Noise3D", 1 / 3.0});
+    bars.push_back({"Q7SmoothNoise3DArray, to _Q7SmoothNoise", "Q7SmoothNoise3DArray", "_Q7SmoothNoise", 1 / 3.0});
+    bars.push_back({"Q7VecNoise3DArray, to Q7VecNoise3D", "Q7VecNoise3DArray", "Q7VecNoise3D", 1 / 3.0});
+    bars.push_back({"VNormArray, to VNorm", "VNormArray", "VNorm", 0});
+    bars.push_back({"Q7Noise3DArray with AVX2 alone", "noise_array_avx2", "Q7Noise3D", 0});
+    bars.push_back({"Q7SmoothNoise3DArray with AVX2 alone", "smooth_noise_array_avx2", "_Q7SmoothNoise", 0});
   }
-  return ratios.failed() ? 1 : 0;
+  return q7bench::run(argc, argv, bars);
 }

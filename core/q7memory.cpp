@@ -36,7 +36,7 @@ bool q7mem_permitted(uint64_t size) { return size <= PTRDIFF_MAX && (!gate || ga
   if (message_hook) message_hook(Q7ApplicationContext, "", text);
 }
 
-inline void *q7mem_allocate(uint64_t size, uint32_t flags) {
+void *q7mem_allocate(uint64_t size, uint32_t flags) {
   if (!q7mem_permitted(size)) return nullptr;
   if (!(flags & Q7MEM_CLEAR)) return std::malloc(size);
   if (size > kClearByHand) return std::calloc(1, size);
@@ -51,7 +51,9 @@ inline void *q7mem_allocate(uint64_t size, uint32_t flags) {
 void *Q7AllocSilent(uint64_t size, uint32_t flags) { return q7mem_allocate(q7mem_rounded(size), flags); }
 
 void *Q7AllocMem(uint64_t size, uint32_t flags) {
-  void *block = q7mem_allocate(q7mem_rounded(size), flags);
+  // Most blocks are small, are written over at once and meet no gate.
+  const bool plain = !flags && !gate && size - kSmallestBlock <= PTRDIFF_MAX - kSmallestBlock;
+  void *block = plain ? std::malloc(size) : q7mem_allocate(q7mem_rounded(size), flags);
   if (!block) [[unlikely]]
     q7mem_report_exhaustion(size);
   return block;

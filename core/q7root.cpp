@@ -79,23 +79,39 @@ bool q7rt_copy_name(Q7Object *obj, Q7AltMem *allocator, const char *name) {
   return true;
 }
 
+// The block of a new object, zero-filled. Small ones are cleared here, where it is known that they consist of words:
+// the call of memset would cost more than its work.
+Q7Object *q7rt_zero_object(Q7AltMem *allocator, uint32_t size) {
+  constexpr uint32_t kSmall = 256;
+  if (allocator || size > kSmall || size % sizeof(uint64_t) || size < sizeof(Q7Object)) {
+    return static_cast<Q7Object *>(q7rt_allocate(allocator, size));
+  }
+  auto *obj = static_cast<Q7Object *>(Q7AllocMem(size, 0));
+  if (!obj) [[unlikely]]
+    return nullptr;
+  *obj = {};
+  auto *words = reinterpret_cast<uint64_t *>(obj);
+  for (uint32_t i = sizeof(Q7Object) / sizeof *words; i < size / sizeof *words; ++i) {
+    words[i] = 0;
+    __asm__("" : "+r"(words));  // must not be made a memset again
+  }
+  return obj;
+}
+
 // Workers make and dispose of objects of their own (signals, executors) while the main thread does, so the counters
 // change atomically as soon as the process has a second thread.
-void q7rt_add(uint32_t &counter, uint32_t by) {
+inline void q7rt_count(Q7Class *cl, uint32_t by) {
   if (__libc_single_threaded) {
-    counter += by;
+    cl->ninstances += by;
+    for (; cl; cl = cl->super) cl->nsubinstances += by;
   } else {
-    __atomic_add_fetch(&counter, by, __ATOMIC_RELAXED);
+    __atomic_add_fetch(&cl->ninstances, by, __ATOMIC_RELAXED);
+    for (; cl; cl = cl->super) __atomic_add_fetch(&cl->nsubinstances, by, __ATOMIC_RELAXED);
   }
 }
 
-void q7rt_count(Q7Class *cl, uint32_t by) {
-  q7rt_add(cl->ninstances, by);
-  for (; cl; cl = cl->super) q7rt_add(cl->nsubinstances, by);
-}
-
 [[gnu::noinline]] uint64_t q7rt_new(Q7Class *cl, Q7AltMem *allocator, Q7TagItem *tags) {
-  auto *obj = static_cast<Q7Object *>(q7rt_allocate(allocator, cl->itotal));
+  Q7Object *obj = q7rt_zero_object(allocator, cl->itotal);
   if (!obj) [[unlikely]]
     return 0;
   const char *name = nullptr;

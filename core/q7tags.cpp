@@ -57,13 +57,21 @@ Q7TagItem *Q7TagFind(uint32_t tag, Q7TagItem *list) {
 
 uint64_t Q7TagVal(const Q7TagItem *list, uint32_t tag, uint64_t fallback) {
   static_assert(Q7TAG_END == 0 && Q7TAG_LINK == 1);
-  auto passed = [tag](const Q7TagItem &item) { return item.tag > Q7TAG_LINK && item.tag != tag; };
+  auto stops = [tag](const Q7TagItem &item) { return item.tag == tag || item.tag <= Q7TAG_LINK; };
   while (list) {
-    // Four steps a round: the jump back costs as much as a step.
-    while (passed(*list) && passed(*++list) && passed(*++list) && passed(*++list)) ++list;
-    if (list->tag == Q7TAG_END) break;
-    if (list->tag == tag) return list->data;
-    list = q7::as<const Q7TagItem *>(list->data);
+    // Eight items a round, each at a fixed place behind `list`: stepping a pointer and jumping back cost as much as the
+    // comparisons. No item is touched before the one ahead of it is known not to be the last.
+    size_t at = 0;
+    for (;; list += 8) {
+      if (stops(list[at = 0]) || stops(list[at = 1]) || stops(list[at = 2]) || stops(list[at = 3]) ||
+          stops(list[at = 4]) || stops(list[at = 5]) || stops(list[at = 6]) || stops(list[at = 7])) {
+        break;
+      }
+    }
+    const Q7TagItem &item = list[at];
+    if (item.tag == Q7TAG_END) break;
+    if (item.tag == tag) return item.data;
+    list = q7::as<const Q7TagItem *>(item.data);
   }
   return fallback;
 }

@@ -63,21 +63,32 @@ Item *next_item(Item **state) {
   }
 }
 
-// The range over the ordinary items of a list: links are followed, a tag-5 item without a second list ends it.
+// The range over the ordinary items of a list: links are followed, a tag-5 item ends it, since there is no second list
+// to go on with.
 class TagRange {
  public:
   class Iterator {
    public:
-    explicit Iterator(Q7TagItem *list) : state_{list, nullptr}, item_(next_item(state_)) {}
+    explicit Iterator(Q7TagItem *list) : item_(ordinary(list)) {}
     Q7TagItem &operator*() const { return *item_; }
     Iterator &operator++() {
-      item_ = next_item(state_);
+      item_ = ordinary(item_ + 1);
       return *this;
     }
     bool operator!=(const Iterator &other) const { return item_ != other.item_; }
 
    private:
-    Q7TagItem *state_[2];
+    static Q7TagItem *ordinary(Q7TagItem *item) {
+      while (item && item->tag <= Q7TAG_NEXT_CURSOR) {
+        switch (item->tag) {
+          case Q7TAG_END:
+          case Q7TAG_NEXT_CURSOR: return nullptr;
+          case Q7TAG_LINK: item = as<Q7TagItem *>(item->data); break;
+          default: return item;
+        }
+      }
+      return item;
+    }
     Q7TagItem *item_;
   };
   explicit TagRange(Q7TagItem *list) : list_(list) {}

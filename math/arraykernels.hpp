@@ -18,15 +18,20 @@ constexpr int32_t lanes = 8;
 inline __m256i ints(int32_t v) { return _mm256_set1_epi32(v); }
 inline __m256i plus(__m256i a, __m256i b) { return _mm256_add_epi32(a, b); }
 
-// The indices of eight points, masked, in memory: single loads take less time than the machine's gather instructions,
-// which most processors run as microcode since they were hardened.
+// The indices of eight points, masked. They leave the register two at a time: single loads from the table take less
+// time than the machine's gather instructions, which most processors run as microcode since they were hardened.
 struct Indices {
-  alignas(32) uint32_t at[lanes];
+  uint32_t at[lanes];
   explicit Indices(__m256i i) {
-    _mm256_store_si256(reinterpret_cast<__m256i *>(at), _mm256_and_si256(i, ints(32767)));
-    // Keeps the way through memory: the compiler would take the lanes out one by one instead, which costs the port that
-    // the look-ups need.
-    asm("" : "+m"(at));
+    const __m256i masked = _mm256_and_si256(i, ints(32767));
+    const __m128i low = _mm256_castsi256_si128(masked), high = _mm256_extracti128_si256(masked, 1);
+    const uint64_t two[4] = {
+        static_cast<uint64_t>(_mm_cvtsi128_si64(low)), static_cast<uint64_t>(_mm_extract_epi64(low, 1)),
+        static_cast<uint64_t>(_mm_cvtsi128_si64(high)), static_cast<uint64_t>(_mm_extract_epi64(high, 1))};
+    for (int k = 0; k < 4; ++k) {
+      at[2 * k] = static_cast<uint32_t>(two[k]);
+      at[2 * k + 1] = static_cast<uint32_t>(two[k] >> 32);
+    }
   }
 };
 
@@ -76,6 +81,25 @@ struct Quads {
   }
 };
 
+// The values of eight lattice rows: at the base and behind it.
+template <class D>
+struct RowPair {
+  D at0, at1;
+  explicit RowPair(__m256i base) {
+    const Indices k(base);
+    D::load_pairs(q7_random_doubles.value, k.at, at0, at1);
+  }
+};
+template <class D>
+struct RowQuad {
+  D at0, at1, at2, at3;
+  explicit RowQuad(__m256i base) {
+    const Indices k(base);
+    D::load_pairs(q7_random_doubles.value, k.at, at0, at1);
+    D::load_pairs(q7_random_doubles.value + 2, k.at, at2, at3);
+  }
+};
+
 // One coordinate of eight points on the lattice, as LatticeCoordinate.
 template <class D>
 struct Coordinate {
@@ -120,8 +144,8 @@ struct NoiseCell {
     return NoiseCell(Coordinate<D>(x), Coordinate<D>(y), Coordinate<D>(z));
   }
   D row(int k) const {
-    const __m256i pairs = table_pairs(base[k]);
-    return along_x(D::from_ints(low_half(pairs)), D::from_ints(high_half(pairs)));
+    const RowPair<D> values(base[k]);
+    return along_x(values.at0, values.at1);
   }
   D value() const { return along_z(along_y(row(0), row(1)), along_y(row(2), row(3))).one_nan(); }
 };
@@ -149,9 +173,8 @@ D smooth_noise(D px, D py, D pz) {
   const __m256i rows[4] = {plus(ix, ty.value<0>()), plus(ix, ty.value<1>()), plus(ix, ty.value<2>()),
                            plus(ix, ty.value<3>())};
   auto row = [&](__m256i base) {
-    const typename D::RowValues values(Quads(q7_random_table, base));
-    return wx.b0 * values.template get<0>() + wx.b1 * values.template get<1>() + wx.b2 * values.template get<2>() +
-           wx.b3 * values.template get<3>();
+    const RowQuad<D> values(base);
+    return wx.b0 * values.at0 + wx.b1 * values.at1 + wx.b2 * values.at2 + wx.b3 * values.at3;
   };
   auto plane = [&](__m256i zk) {
     return wy.b0 * row(plus(rows[0], zk)) + wy.b1 * row(plus(rows[1], zk)) + wy.b2 * row(plus(rows[2], zk)) +
@@ -176,16 +199,19 @@ struct Hashed {
 
 // The three components are the same function of the coordinates in turned order, (a, b, c), (b, c, a) and (c, a, b):
 // T[first + T[second] + T[T[third]]], whose two neighbours along the first coordinate lie side by side in the table.
+template <class D>
 struct Corners {
-  __m256i pairs[2][2];  // by second and third
+  D values[2][2][2];  // by second, third, first
   Corners(const Hashed &first, const Hashed &second, const Hashed &third) {
     for (int s = 0; s < 2; ++s) {
-      for (int t = 0; t < 2; ++t) pairs[s][t] = table_pairs(plus(first.at, plus(second.t[s], third.tt[t])));
+      for (int t = 0; t < 2; ++t) {
+        const RowPair<D> row(plus(first.at, plus(second.t[s], third.tt[t])));
+        values[s][t][0] = row.at0;
+        values[s][t][1] = row.at1;
+      }
     }
   }
-  __m256i at(int first, int second, int third) const {
-    return first ? high_half(pairs[second][third]) : low_half(pairs[second][third]);
-  }
+  D at(int first, int second, int third) const { return values[second][third][first]; }
 };
 
 template <class D>
@@ -195,13 +221,15 @@ void vec_noise(D px, D py, D pz, D *r) {
   const Hashed a(plus(x.cell, offset)), b(plus(y.cell, offset)), c(plus(z.cell, offset));
   const Mix<D> along_x(x.fraction), along_y(y.fraction), along_z(z.fraction);
   auto interpolated = [&](auto corner) {
-    auto row = [&](int j, int k) { return along_x(D::from_ints(corner(0, j, k)), D::from_ints(corner(1, j, k))); };
+    auto row = [&](int j, int k) { return along_x(corner(0, j, k), corner(1, j, k)); };
     auto plane = [&](int k) { return along_y(row(0, k), row(1, k)); };
     return along_z(plane(0), plane(1)).one_nan();
   };
-  const Corners abc(a, b, c), bca(b, c, a), cab(c, a, b);
+  const Corners<D> abc(a, b, c);
   r[0] = interpolated([&](int i, int j, int k) { return abc.at(i, j, k); });
+  const Corners<D> bca(b, c, a);
   r[1] = interpolated([&](int i, int j, int k) { return bca.at(j, k, i); });
+  const Corners<D> cab(c, a, b);
   r[2] = interpolated([&](int i, int j, int k) { return cab.at(k, i, j); });
 }
 
@@ -257,7 +285,7 @@ void norm_array(Q7Vector *v, int32_t n) {
 }
 
 template <class D>
-void noise_array(double *r, const Q7Vector *p, int32_t n) {
+[[gnu::flatten]] void noise_array(double *r, const Q7Vector *p, int32_t n) {
   int32_t i = 0;
   for (; i + 2 * lanes <= n; i += 2 * lanes) {
     const NoiseCell<D> first = NoiseCell<D>::at(p + i), second = NoiseCell<D>::at(p + i + lanes);
@@ -269,7 +297,7 @@ void noise_array(double *r, const Q7Vector *p, int32_t n) {
 }
 
 template <class D>
-void smooth_noise_array(double *r, const Q7Vector *p, int32_t n) {
+[[gnu::flatten]] void smooth_noise_array(double *r, const Q7Vector *p, int32_t n) {
   int32_t i = 0;
   for (; i + lanes <= n; i += lanes) {
     D x, y, z;
@@ -280,7 +308,7 @@ void smooth_noise_array(double *r, const Q7Vector *p, int32_t n) {
 }
 
 template <class D>
-void vec_noise_array(Q7Vector *r, const Q7Vector *p, int32_t n) {
+[[gnu::flatten]] void vec_noise_array(Q7Vector *r, const Q7Vector *p, int32_t n) {
   int32_t i = 0;
   for (; i + lanes <= n; i += lanes) {
     D x, y, z, v[3];

@@ -110,15 +110,17 @@ struct Eight {
     store_four(&p[4].x, x.hi, y.hi, z.hi);
   }
 
-  // The values of a row of four lattice points.
-  struct RowValues {
-    Quads quads;
-    explicit RowValues(const Quads &q) : quads(q) {}
-    template <int k>
-    Eight get() const {
-      return from_ints(quads.value<k>());
-    }
-  };
+  // t[at[i]] and t[at[i] + 1] of eight points.
+  static void load_four_pairs(const double *t, const uint32_t *at, __m256d &first, __m256d &second) {
+    const __m256d pairs02 = _mm256_loadu2_m128d(t + at[2], t + at[0]);
+    const __m256d pairs13 = _mm256_loadu2_m128d(t + at[3], t + at[1]);
+    first = _mm256_unpacklo_pd(pairs02, pairs13);
+    second = _mm256_unpackhi_pd(pairs02, pairs13);
+  }
+  static void load_pairs(const double *t, const uint32_t *at, Eight &first, Eight &second) {
+    load_four_pairs(t, at, first.lo, second.lo);
+    load_four_pairs(t, at + 4, first.hi, second.hi);
+  }
 };
 
 }  // namespace

@@ -61,19 +61,20 @@ struct Eight {
     _mm512_storeu_pd(d + 16, _mm512_permutex2var_pd(c, _mm512_setr_epi64(0, 13, 2, 3, 14, 5, 6, 15), z.v));
   }
 
-  // The values of a row of four lattice points, in 64-bit lanes.
-  struct RowValues {
-    __m512i four;
-    explicit RowValues(const Quads &q) : four(_mm512_inserti64x4(_mm512_castsi256_si512(q.low), q.high, 1)) {}
-    template <int k>
-    Eight get() const {
-      // One byte shuffle moves value k to the bottom of its lane and clears the rest.
-      constexpr int64_t lane0 = static_cast<int64_t>(0x8080808080800000) | ((2 * k + 1) << 8) | (2 * k);
-      constexpr int64_t lane1 = lane0 + 0x0808;
-      const __m512i pick = _mm512_set_epi64(lane1, lane0, lane1, lane0, lane1, lane0, lane1, lane0);
-      return {_mm512_cvtepi64_pd(_mm512_shuffle_epi8(four, pick))};
-    }
-  };
+  // t[at[i]] and t[at[i] + 1] of eight points. A masked broadcast puts a pair into its lane without using the shuffle
+  // unit.
+  static __m512d four_pairs(const double *t, const uint32_t *at) {
+    const auto pair = [=](int i) { return _mm_loadu_pd(t + at[2 * i]); };
+    __m512d v = _mm512_castpd128_pd512(pair(0));
+    v = _mm512_mask_broadcast_f64x2(v, 0x0c, pair(1));
+    v = _mm512_mask_broadcast_f64x2(v, 0x30, pair(2));
+    return _mm512_mask_broadcast_f64x2(v, 0xc0, pair(3));
+  }
+  static void load_pairs(const double *t, const uint32_t *at, Eight &first, Eight &second) {
+    const __m512d even = four_pairs(t, at), odd = four_pairs(t, at + 1);
+    first.v = _mm512_unpacklo_pd(even, odd);
+    second.v = _mm512_unpackhi_pd(even, odd);
+  }
 };
 
 }  // namespace

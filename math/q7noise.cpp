@@ -34,11 +34,20 @@ constexpr Q7RandomTable make_table_twice() {
   return t;
 }
 
+constexpr Q7RandomDoubles make_doubles() {
+  const Q7RandomTable once = make_table();
+  Q7RandomDoubles t{};
+  for (int i = 0; i < 32768; ++i) t.value[i] = once.value[i];
+  for (int i = 0; i < 8; ++i) t.wrapped[i] = t.value[i];
+  return t;
+}
+
 }  // namespace
 
 extern "C" {
 constinit __attribute__((used)) const Q7RandomTable q7_random_table = make_table();
 constinit const Q7RandomTable q7_random_table_twice = make_table_twice();
+constinit const Q7RandomDoubles q7_random_doubles = make_doubles();
 }
 // The exported name is the table proper, without what is repeated behind it.
 asm(".globl rndtab\n"

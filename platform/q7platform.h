@@ -341,6 +341,227 @@ Q7_API int32_t Q7GetInactiveTitleBackgroundColor(double *rgba);
 /** Colour of the texts of titles. */
 Q7_API int32_t Q7GetTitleTextColor(double *rgba);
 
+/* ---- Drawing: the messages that a layer's draw contexts answer (class 267, ui/q7dc.h, and what derives from it) ----
+ *
+ * A window gives its context as attribute 20523. Coordinates are whole pixels, x to the right, y downwards, from the
+ * origin that is in force; a point is a Q7Point (ui/q7widget.h), a rectangle a Q7Rect. Line ends and corners are pixels
+ * that are drawn themselves: a line from (0,0) to (3,0) covers four pixels, the outline of a rectangle lies inside it.
+ *
+ * A drawing message answers 1 when it was drawn (also where all of it lies outside of the clipping rectangle) and 0 for
+ * a null argument, for a shape without a pixel (a count or size below 1) and when memory is short, which is reported. A
+ * context that cannot draw something answers 0. Default: class 30, which records all of it, platform/posix/q7posix.h.
+ * What a context is told is kept by it: arrays, texts and pixels may be
+ * freed after the call. Drawing belongs to the thread that made the context. */
+
+/** A rectangle: its left upper pixel and its size. */
+typedef struct Q7Rect {
+  int32_t x;      /**< Pixels from the left. */
+  int32_t y;      /**< Pixels from the top. */
+  int32_t width;  /**< Pixels; below 1: empty. */
+  int32_t height; /**< Pixels; below 1: empty. */
+} Q7Rect;
+
+/** Pixels to be drawn: rows from the top, four bytes a pixel: red, green, blue, opacity (255: opaque; the colours are
+ * not multiplied by it). */
+typedef struct Q7Image {
+  int32_t width;         /**< Pixels of a row, 1 to 16384. */
+  int32_t height;        /**< Rows, 1 to 16384. */
+  const uint8_t *pixels; /**< width * height * 4 bytes. */
+} Q7Image;
+
+/** How large a text is, in pixels. */
+typedef struct Q7TextExtents {
+  int32_t width;   /**< From the beginning of the text to where the next one would begin. */
+  int32_t height;  /**< From line to line. */
+  int32_t ascent;  /**< Above the base line. */
+  int32_t descent; /**< Below it. */
+} Q7TextExtents;
+
+/** Drawing messages besides 267006 (pen), 267007 (mode) and 267014 (polyline). */
+enum {
+  Q7M_DC_CLEAR = 267000,          /**< Nothing is drawn any more; pen, font, clipping and origin stay. */
+  Q7M_DC_SET_PEN_COLOR = 267002,  /**< a: pen, Q7PEN_FIRST_FREE to Q7PEN_LAST; slot: colour: gives the pen a colour. */
+  Q7M_DC_SET_COLOR = 267003,      /**< Slot: colour, the address of three doubles 0 to 1: draws in it until a pen or
+                                     another colour is set. */
+  Q7M_DC_SET_BACKGROUND = 267004, /**< Slot: colour of what lies behind texts in mode 1. */
+  Q7M_DC_SET_LINE_WIDTH = 267005, /**< Slot: pixels, at least 1 (int32_t). */
+  Q7M_DC_SET_DASH = 267008,       /**< Slot: Q7DASH_... of lines and outlines. */
+  Q7M_DC_SET_FONT = 267009,       /**< Slot: font object (class 11), referenced; null: the context's own. */
+  Q7M_DC_PIXEL = 267010,          /**< Slot: const Q7Point *. */
+  Q7M_DC_LINE = 267011,           /**< a, slot: const Q7Point *: from the one to the other. */
+  Q7M_DC_POLYGON = 267015,        /**< a: count; slot: const Q7Point *: the closed outline. */
+  Q7M_DC_FILL_POLYGON = 267016,   /**< The same, filled; where it crosses itself, by the even-odd rule. */
+  Q7M_DC_RECTANGLE = 267017,      /**< Slot: const Q7Rect *: the outline. */
+  Q7M_DC_FILL_RECTANGLE = 267018, /**< The same, filled. */
+  Q7M_DC_ELLIPSE = 267019,        /**< Slot: const Q7Rect * around it: the outline. */
+  Q7M_DC_FILL_ELLIPSE = 267020,   /**< The same, filled. */
+  Q7M_DC_ARC = 267021,            /**< a: const Q7Rect * around its ellipse; slot: address of two doubles: where it
+                                     begins and how far it goes, radians, clockwise from the right. */
+  Q7M_DC_FILL_ARC = 267022,       /**< The same as a filled slice. */
+  Q7M_DC_TEXT = 267030,           /**< a: text, UTF-8; slot: const Q7Point *: the left end of its base line. */
+  Q7M_DC_TEXT_EXTENTS = 267031,   /**< a: text; slot: Q7TextExtents * to fill. 1, also of the empty text. */
+  Q7M_DC_IMAGE = 267035,          /**< a: const Q7Image *; slot: const Q7Point *: where its left upper pixel goes. */
+  Q7M_DC_ICON = 267036,           /**< a: icon object; slot: const Q7Point *. 0 for an icon without pixels. */
+  Q7M_DC_PUSH_CLIP = 267040,      /**< Slot: const Q7Rect *: from here on only what lies in it and in what was in force
+                                     is drawn. 1; 0 beyond Q7DC_DEPTH. */
+  Q7M_DC_POP_CLIP = 267041,       /**< Back to what was in force before; 0 without a push. */
+  Q7M_DC_PUSH_ORIGIN = 267042,    /**< Slot: const Q7Point *: it is (0,0) from here on. 1; 0 beyond Q7DC_DEPTH. */
+  Q7M_DC_POP_ORIGIN = 267043      /**< Back; 0 without a push. */
+};
+/** How deep clipping and origins may be nested. */
+enum { Q7DC_DEPTH = 256 };
+
+/** Attributes that can be set and read on every context that draws. */
+enum {
+  Q7A_DC_WIDTH = 267502,      /**< int32_t, pixels of the picture; a window's context has the window's. */
+  Q7A_DC_HEIGHT = 267503,     /**< int32_t */
+  Q7A_DC_LINE_WIDTH = 267504, /**< int32_t, as 267005; 1 at first. */
+  Q7A_DC_DASH = 267505,       /**< int32_t, as 267008. */
+  Q7A_DC_FONT = 267506,       /**< Object, as 267009. */
+  Q7A_DC_COLOR = 267520,      /**< Colour, as 267003; get: three doubles. */
+  Q7A_DC_BACKGROUND = 267521, /**< Colour, as 267004; get: three doubles. */
+  Q7A_DC_PEN = 267522,        /**< int32_t, as 267006; get: the pen set last, -1 after a colour. */
+  Q7A_DC_MODE = 267523        /**< int32_t, as 267007. */
+};
+
+/** Pens that every context has: the colours of the user interface as the widget class answers them (41561 to 41571) at
+ * the moment the pen is set. Pens from Q7PEN_FIRST_FREE on are black until 267002 gives them a colour. A pen outside of
+ * 0 to Q7PEN_LAST is refused with 0. */
+enum {
+  Q7PEN_BACKGROUND = 0,
+  Q7PEN_FOREGROUND = 1,
+  Q7PEN_TOP_SHADOW = 2,
+  Q7PEN_BOTTOM_SHADOW = 3,
+  Q7PEN_DOWN = 4,
+  Q7PEN_DOWN_FOREGROUND = 5,
+  Q7PEN_INPUT_BACKGROUND = 6,
+  Q7PEN_ACTIVE_TITLE = 7,
+  Q7PEN_INACTIVE_TITLE = 8,
+  Q7PEN_TITLE_TEXT = 9,
+  Q7PEN_FIRST_FREE = 16,
+  Q7PEN_LAST = 63
+};
+
+/** How lines are dashed. */
+enum { Q7DASH_SOLID = 0, Q7DASH_DASHED = 1, Q7DASH_DOTTED = 2 };
+
+/* ---- Windows and gadgets: what the library and its clients ask of a layer's classes ---- */
+
+/** Attributes of a window (class 20, superclass the widget class); int32_t, set and got, unless another form is given.
+ * A window that is the child of another one is an area or a pop-up of it. */
+enum {
+  Q7A_WINDOW_KIND = 20500,            /**< What it is for: Q7WINDOW_...; other numbers are the client's. */
+  Q7A_WINDOW_RESIZABLE = 20501,       /**< Boolean: the user may resize it; 1 at creation. */
+  Q7A_WINDOW_INNER_WIDTH = 20510,     /**< get: width inside the border. */
+  Q7A_WINDOW_INNER_HEIGHT = 20511,    /**< get: height inside the border. */
+  Q7A_WINDOW_NO_FOCUS = 20517,        /**< Boolean: showing it leaves the keyboard where it is. */
+  Q7A_WINDOW_MODAL = 20519,           /**< Boolean: the other windows get no input while it is shown. */
+  Q7A_WINDOW_DRAW_CONTEXT = 20523,    /**< get: Q7Object *, the draw context that draws into the window. It is the
+                                         window's, and gone with it. */
+  Q7A_WINDOW_BORDERLESS = 20525,      /**< Boolean: without border and title. */
+  Q7A_WINDOW_LEVEL = 20526,           /**< Q7WINDOW_TOP_LEVEL, Q7WINDOW_DIALOG or Q7WINDOW_INSIDE (its parent). */
+  Q7A_WINDOW_PEN_LINE = 20535,        /**< Pen for lines that are drawn into the window and its pop-ups, */
+  Q7A_WINDOW_PEN_MARKED = 20536,      /**< for the lines among them that are chosen, */
+  Q7A_WINDOW_PEN_TEXT = 20537,        /**< for texts, */
+  Q7A_WINDOW_PEN_MARKED_TEXT = 20538, /**< for chosen texts, */
+  Q7A_WINDOW_PEN_POINTER = 20539,     /**< and for what follows the mouse. */
+  Q7A_WINDOW_FONT = 41513             /**< Q7Object *: the font of its texts (class 11); 11501 and 11504 are its height
+                                         from line to line and its ascent, int32_t, pixels. */
+};
+/** Kinds and levels of a window. */
+enum {
+  Q7WINDOW_KIND_PLAIN = 0,
+  Q7WINDOW_KIND_POPUP = 12,
+  Q7WINDOW_KIND_SEPARATOR = 15,
+  Q7WINDOW_TOP_LEVEL = 0,
+  Q7WINDOW_DIALOG = 1,
+  Q7WINDOW_INSIDE = 2
+};
+
+/** Attributes of the native gadgets (classes 26 and 80, superclass the gadget class); int32_t, set and got, unless
+ * another form is given. A gadget of class 80 shows an image where it has one. */
+enum {
+  Q7A_GADGET_LABEL = 21500, /**< const char *, UTF-8, copied; null for none. get: the gadget's own copy. */
+  /* 21501 is the model, the gadget class's. */
+  Q7A_GADGET_ENABLED = 21502,    /**< Boolean: takes input; 1 at creation. */
+  Q7A_GADGET_LOOK = 21503,       /**< Q7GADGET_..., what it looks and works like. */
+  Q7A_GADGET_TEXT = 21504,       /**< const char *, UTF-8, copied: the text of a field; never null. */
+  Q7A_GADGET_CARET = 21505,      /**< Place in that text, in bytes, in front of which the next character goes. */
+  Q7A_GADGET_HELP = 21506,       /**< Number of a help text; the client's. */
+  Q7A_GADGET_IMAGE = 21507,      /**< Q7Object *, referenced: an icon; null for none. */
+  Q7A_GADGET_TAKES_PART = 21508, /**< Boolean: it is a member of a group (q7mx.h). */
+  Q7A_GADGET_SELECTED = 21509,   /**< Boolean: whether it shows as selected. */
+  Q7A_GADGET_SHORTCUT = 21510,   /**< Character code of the key that presses it, without regard to the case of ASCII
+                                    letters; 0 for none. */
+  Q7A_GADGET_DATA = 21513        /**< 64 bits for the client: the value that a press tells. */
+};
+/** Looks of a native gadget. */
+enum {
+  Q7GADGET_AUTOMATIC = 0, /**< A radio button when it takes part in a group (21508), else a button. A stepping button
+                             (class 827) is a button in both cases. */
+  Q7GADGET_BUTTON = 1,
+  Q7GADGET_TOGGLE = 2, /**< A box with a mark. */
+  Q7GADGET_RADIO = 3,
+  Q7GADGET_FIELD = 4,  /**< A line of text to edit, its label in front of it. */
+  Q7GADGET_NUMBER = 5, /**< The same; the keys up and down step the digit at the caret. */
+  Q7GADGET_LABEL = 6   /**< A text that takes no input. */
+};
+/* What the user does to a gadget comes out as its change notification (method 41003, not quiet): a: 21513 with the
+ * value as data for a press of a button; 21509 with the new state (0 or 1) for a toggle and a radio button, which have
+ * taken that state by then; 21504 with the text (const char *) for a field, when Return ends the input or the keyboard
+ * goes elsewhere behind a change. */
+
+/** What a pointer, a keyboard or a window system tells. */
+typedef struct Q7Event {
+  int32_t kind;       /**< Q7EVENT_... */
+  int32_t button;     /**< Of the pointer: 1 left, 2 middle, 3 right. */
+  uint32_t modifiers; /**< Q7EVENT_SHIFT and so on, added. */
+  int16_t x;          /**< Byte 12. Of the pointer: pixels in the coordinates of who receives the event. */
+  int16_t y;          /**< Byte 14. */
+  int32_t key;        /**< Of the keyboard: Q7KEY_..., or 0 for a character. */
+  int32_t width;      /**< Of a resize: the new size. */
+  int32_t height;
+  int32_t reserved;
+  const char *text; /**< Of the keyboard: the characters it gives, UTF-8; null for none. */
+} Q7Event;
+/** Kinds of events. */
+enum {
+  Q7EVENT_PRESS = 1,
+  Q7EVENT_RELEASE = 2,
+  Q7EVENT_MOTION = 3,
+  Q7EVENT_KEY = 4, /**< A key went down. */
+  Q7EVENT_RESIZE = 5,
+  Q7EVENT_CLOSE = 6 /**< The user wants the window to be closed. */
+};
+/** Modifiers of an event. */
+enum { Q7EVENT_SHIFT = 1, Q7EVENT_CONTROL = 2, Q7EVENT_ALT = 4 };
+/** Keys without a character. */
+enum {
+  Q7KEY_RETURN = 1,
+  Q7KEY_TAB = 2,
+  Q7KEY_BACKSPACE = 3,
+  Q7KEY_DELETE = 4,
+  Q7KEY_LEFT = 5,
+  Q7KEY_RIGHT = 6,
+  Q7KEY_UP = 7,
+  Q7KEY_DOWN = 8,
+  Q7KEY_HOME = 9,
+  Q7KEY_END = 10,
+  Q7KEY_ESCAPE = 11
+};
+
+/** Messages that a layer sends to widgets of every class; the widget class answers 0. */
+enum {
+  Q7M_WIDGET_DRAW = 41010,  /**< a: const Q7Rect *, its place and size, always at (0,0) of the context; slot: draw
+                               context, clipped to it. Draws the widget without its children, which follow. 1 when it
+                               did, 0 when there is nothing of its own to see. */
+  Q7M_WIDGET_EVENT = 41011, /**< Slot: const Q7Event *, coordinates its own: a pointer or key event. 1 when the widget
+                               takes it; else its parent is asked. Who takes a press also gets the motion and the
+                               release that follow, wherever the pointer is. */
+  Q7M_WIDGET_FOCUS = 41012  /**< Slot: 1: it gets the keyboard, 0: it loses it. 1 when it can use the keyboard; else it
+                               goes nowhere. */
+};
+
 /** Asks for a widget to be drawn again, soon, by the main loop; several requests are joined into one. @return 1; 0 for
  * null and for what is no widget */
 Q7_API int32_t Q7Refresh(Q7Object *widget);

@@ -60,38 +60,38 @@ std::atomic<Q7App *> application;
 
 // ---- Walks ----
 
+class Telling;
+
+// The walks of this thread, innermost first. Eight bytes fit into what is set aside for libraries that are loaded
+// later, so they are reached without a call.
+[[gnu::tls_model("initial-exec")]] thread_local Telling *tellings;
+
 // One notice on its way through the dependents. Removing and disposing are told to the walks of the same thread; on
 // other threads there are none then, as the header says.
 class Telling {
  public:
-  Telling(Model &model, Telling *&active) : model_(&model), outer_(active), active_(active) { active = this; }
-  ~Telling() { active_ = outer_; }
+  explicit Telling(Model &model) : model_(&model), outer_(tellings) { tellings = this; }
+  ~Telling() { tellings = outer_; }
   Telling(const Telling &) = delete;
   Telling &operator=(const Telling &) = delete;
 
-  // Begins with the first record; those that are added from here on are left out.
-  void rewind() {
-    next_ = model_->dependents.head;
-    last_ = model_->serial.load(std::memory_order_relaxed);
-  }
-  Dependent *take() {
-    if (!model_ || !next_->succ) return nullptr;
-    current_ = reinterpret_cast<Dependent *>(next_);
-    if (current_->serial > last_) return nullptr;
-    next_ = next_->succ;
-    return current_;
+  // Steps onto a record: next() answers what follows it, whatever becomes of it.
+  void stand_on(Dependent *record, Q7Node *next) {
+    current_ = record;
+    next_ = next;
   }
   bool stands() const { return current_ != nullptr; }
-  bool valid() const { return model_ != nullptr; }
+  Q7Node *next() const { return next_; }
+  Model *model() const { return model_; }  // null when it went
 
-  static void leaving(Telling *active, const Dependent *record) {
-    for (Telling *t = active; t; t = t->outer_) {
+  static void leaving(const Dependent *record) {
+    for (Telling *t = tellings; t; t = t->outer_) {
       if (t->next_ == &record->node) t->next_ = record->node.succ;
       if (t->current_ == record) t->current_ = nullptr;
     }
   }
-  static void ending(Telling *active, const Model *model) {
-    for (Telling *t = active; t; t = t->outer_) {
+  static void ending(const Model *model) {
+    for (Telling *t = tellings; t; t = t->outer_) {
       if (t->model_ != model) continue;
       t->model_ = nullptr;
       t->current_ = nullptr;
@@ -102,21 +102,15 @@ class Telling {
   Model *model_;
   Q7Node *next_ = nullptr;
   Dependent *current_ = nullptr;
-  uint64_t last_ = 0;
   Telling *outer_;
-  Telling *&active_;
 };
-
-// Innermost first. Eight bytes fit into what is set aside for libraries that are loaded later, so they are reached
-// without a call.
-[[gnu::tls_model("initial-exec")]] thread_local Telling *tellings;
 
 // ---- Dependents ----
 
 // The handlers stay out of line, so that the dispatcher, which every notice passes, needs no frame of its own.
 
 void q7mo_take_out(Dependent *record) {
-  Telling::leaving(tellings, record);
+  Telling::leaving(record);
   Q7Remove(&record->node);
   q7::weak_drop(record->link);
 }
@@ -190,24 +184,29 @@ void q7mo_clean_up(Model &m) {
 
 // Which flags a dependent needs to be told at once; bit 8 alone never suffices.
 bool q7mo_at_once(uint32_t flags, bool end_of_batch, int &main_thread) {
-  if (!(flags & Q7MODEL_DIRECT)) return false;
+  if (!(flags & Q7MODEL_DIRECT)) [[unlikely]]
+    return false;
   // The end of a batch asks for no thread: whoever ends it has chosen where its notices arrive.
   if (end_of_batch || flags & Q7MODEL_ANY_THREAD) return true;
   if (main_thread < 0) main_thread = Q7IsMainThread() != 0;
   return main_thread != 0;
 }
 
-// Tells every dependent of one change. False when the model went meanwhile.
+// Tells every dependent of one change; those that are added meanwhile are left out. False when the model went.
 [[gnu::always_inline]] inline bool q7mo_tell(Telling &telling, int32_t tag, uint64_t value, bool end_of_batch) {
   int main_thread = -1;  // asked for at most once
-  telling.rewind();
-  while (Dependent *record = telling.take()) {
+  const uint64_t last = telling.model()->serial.load(std::memory_order_relaxed);
+  for (Q7Node *node = telling.model()->dependents.head, *next; (next = node->succ); node = telling.next()) {
+    auto *record = reinterpret_cast<Dependent *>(node);
+    if (record->serial > last) [[unlikely]]
+      break;
+    telling.stand_on(record, next);
     const uint32_t flags = __atomic_load_n(&record->flags, __ATOMIC_RELAXED);
     // Only the thread that set the bit takes it back, so with several at work it is never left behind.
     const bool mark = !(flags & Q7MODEL_TELLING);
     if (mark) __atomic_store_n(&record->flags, flags | Q7MODEL_TELLING, __ATOMIC_RELAXED);
     Q7Object *object = record->object;
-    if (object && !(flags & Q7MODEL_MUTED)) {
+    if (object && !(flags & Q7MODEL_MUTED)) [[likely]] {
       const uint64_t aspect = q7::arg(record->aspect);
       if (q7mo_at_once(flags, end_of_batch, main_thread)) {
         q7::send(object, Q7M_NOTICE, value, aspect, q7::slot(tag));
@@ -217,7 +216,8 @@ bool q7mo_at_once(uint32_t flags, bool end_of_batch, int &main_thread) {
       }
     }
     if (mark && telling.stands()) __atomic_store_n(&record->flags, flags, __ATOMIC_RELAXED);
-    if (!telling.valid()) return false;
+    if (!telling.model()) [[unlikely]]
+      return false;
   }
   return true;
 }
@@ -339,7 +339,7 @@ Batch *q7mo_batch(Model &m) {
     if (batch->depth.load(std::memory_order_relaxed) < 1) return 1;
     if (batch->depth.fetch_sub(1, std::memory_order_relaxed) > 1) return 1;
   }
-  Telling telling(m, tellings);
+  Telling telling(m);
   while (Pending *change = q7mo_next(*batch)) {
     const int32_t tag = change->tag;
     const uint64_t value = change->value;
@@ -357,16 +357,16 @@ bool q7mo_is_open(const Model &m, Batch *&batch) {
 
 [[gnu::noinline]] uint64_t q7mo_changed(Model &m, Q7Object *self, Q7TagItem *changes) {
   if (!m.dependents.head->succ) return 0;
-  Telling telling(m, tellings);
+  Telling telling(m);
   Batch *batch;
-  Q7TagItem *state[2] = {changes, nullptr};
-  while (const Q7TagItem *item = q7::next_item(state)) {
-    const auto tag = static_cast<int32_t>(item->tag);
+  for (const Q7TagItem &item : q7::tags(changes)) {
+    const auto tag = static_cast<int32_t>(item.tag);
     // A dependent that was told of the change before may have begun a batch.
-    if (q7mo_is_open(m, batch) && q7mo_collect(*batch, tag, item->data)) continue;
-    if (!q7mo_tell(telling, tag, item->data, false)) return 0;
+    if (q7mo_is_open(m, batch) && q7mo_collect(*batch, tag, item.data)) [[unlikely]]
+      continue;
+    if (!q7mo_tell(telling, tag, item.data, false)) return 0;
   }
-  if (!q7mo_is_open(m, batch)) q7mo_clean_up(m);
+  if (m.emptied && !q7mo_is_open(m, batch)) q7mo_clean_up(m);
   return q7::arg(self);
 }
 
@@ -383,7 +383,7 @@ bool q7mo_is_open(const Model &m, Batch *&batch) {
 
 [[gnu::noinline]] uint64_t q7mo_dispose(Q7Class *cl, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
   auto &m = q7::data<Model>(cl, self);
-  Telling::ending(tellings, &m);
+  Telling::ending(&m);
   // The record leaves first: a dependent that goes with its reference finds itself removed already.
   while (m.dependents.head->succ) {
     auto *record = reinterpret_cast<Dependent *>(m.dependents.head);

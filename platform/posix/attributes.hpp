@@ -3,6 +3,7 @@
 #ifndef Q7_PLATFORM_POSIX_ATTRIBUTES_HPP
 #define Q7_PLATFORM_POSIX_ATTRIBUTES_HPP
 
+#include "core/q7oops.h"
 #include "platform/posix/shape.hpp"
 
 namespace q7posix {
@@ -42,6 +43,27 @@ bool give(const AttributeRun (&runs)[N], uint64_t *values, const Q7TagItem &item
   if (!value) return false;
   return width == Width::kInt32 ? store<int32_t>(item, static_cast<int32_t>(*value)) : store<uint64_t>(item, *value);
 }
+
+// Method 0 and the two attribute methods of a class that keeps attributes; init(data) gives the starting values.
+template <class T, size_t N, class Init>
+uint64_t create_kept(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *list,
+                     const AttributeRun (&runs)[N], Init init) {
+  auto *obj = reinterpret_cast<Q7Object *>(inherit(cl, receiver, Q7M_NEW, a, b, list));
+  if (!obj) return 0;
+  auto &values = data<T>(cl, obj).values;
+  init(data<T>(cl, obj));
+  each_tag(list, [&](const Q7TagItem &item) { keep(runs, values, item); });
+  return word(obj);
+}
+template <class T, size_t N>
+uint64_t set_kept(Q7Class *cl, Q7Object *obj, Q7TagItem *list, const AttributeRun (&runs)[N]) {
+  return walk<T>(cl, obj, Q7M_SET, list, [&](T &d, const Q7TagItem &item) { return keep(runs, d.values, item); });
+}
+template <class T, size_t N>
+uint64_t get_kept(Q7Class *cl, Q7Object *obj, Q7TagItem *list, const AttributeRun (&runs)[N]) {
+  return walk<T>(cl, obj, Q7M_GET, list, [&](T &d, const Q7TagItem &item) { return give(runs, d.values, item); });
+}
+inline constexpr auto no_init = [](auto &) {};
 
 }  // namespace q7posix
 
