@@ -16,6 +16,8 @@ using Whole = LUAI_UACINT;  // what "%I" of messages takes
 
 // ---- state.cpp: a Lua state, its limits and its errors ----
 
+struct Handle;
+
 // A state outlives its language object when that goes while a script runs.
 struct State {
   lua_State *main;
@@ -30,6 +32,7 @@ struct State {
   bool stopped;        // the step limit was passed
   Q7Object *runner;    // receiver that carries idle work; referenced
   Q7Object *first;     // receivers of this state
+  Handle *late;        // handles that finalizers made while the state is closed; Lua finalizes those no more
   const char *folder;  // of the file that is run, with its "/" (folder_length characters); null
   uint64_t folder_length;
 };
@@ -130,7 +133,11 @@ struct Handle {
   Q7Object *object;    // null: gone
   bool owned;          // just made: nobody else knows it yet, so it goes with the handle
   bool deleting;       // the script is disposing of it
+  Handle *next_late;   // in State::late
 };
+
+// Called for each block that a state gives back: ends the watches of late handles that lie in it.
+void forget_late_handles(State *state, const void *block, uint64_t size);
 
 // A pointer to an object is only good until Lua collects garbage, since finalizers may dispose of anything. So whoever
 // is going to push an object makes sure of room for it before it reads the pointer, and pushes it at once.

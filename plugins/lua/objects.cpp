@@ -45,6 +45,11 @@ void push_handle(lua_State *L, Q7Object *object, bool owned) {
   }
   handle->object = object;
   handle->owned = owned;
+  State *state = state_of(L);
+  if (state->closing) {
+    handle->next_late = state->late;
+    state->late = handle;
+  }
   lua_pushnil(L);
   lua_rawsetp(L, LUA_REGISTRYINDEX, &kSpareKey);
   lua_rawgetp(L, LUA_REGISTRYINDEX, &kHandlesKey);
@@ -442,10 +447,23 @@ int root(lua_State *L) {
 
 }  // namespace
 
+void forget_late_handles(State *state, const void *block, uint64_t size) {
+  const auto begin = reinterpret_cast<uint64_t>(block);
+  for (Handle **link = &state->late; *link;) {
+    Handle *handle = *link;
+    if (arg(handle) < begin || arg(handle) >= begin + size) {
+      link = &handle->next_late;
+      continue;
+    }
+    *link = handle->next_late;
+    if (handle->object) Q7ObjectUnwatch(handle->object, handle_gone, arg(handle));
+  }
+}
+
 void reserve_handle(lua_State *L) {
   if (lua_rawgetp(L, LUA_REGISTRYINDEX, &kSpareKey) == LUA_TNIL) {
     auto *handle = static_cast<Handle *>(lua_newuserdatauv(L, sizeof(Handle), 1));
-    *handle = {Handle::kMagic, 0, nullptr, false, false};
+    *handle = {Handle::kMagic, 0, nullptr, false, false, nullptr};
     set_metatable(L, &kHandleKey);
     lua_rawsetp(L, LUA_REGISTRYINDEX, &kSpareKey);
   }

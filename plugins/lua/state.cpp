@@ -23,6 +23,7 @@ void *allocate(void *context, void *block, size_t old_size, size_t new_size) {
   auto *state = static_cast<State *>(context);
   if (!block) old_size = 0;  // says of what kind the block will be
   if (new_size == 0) {
+    if (state->late) forget_late_handles(state, block, old_size);
     Q7FreeMem(block, old_size);
     state->used -= old_size;
     return nullptr;

@@ -1,6 +1,7 @@
 // q7sh: the program as a user calls it: what it prints, where, and its exit status.
 #include <poll.h>
 #include <pty.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -309,7 +310,14 @@ class Terminal : public Shell {
       wait_for("> ", master, shown, seen);
       if (write(master, group.data(), group.size()) < 0) break;
     }
-    wait_for("", master, shown, seen);
+    // What is typed before the program has taken the terminal over may be lost or stand in its line: typed once more,
+    // behind an empty line.
+    bool ended = wait_for("", master, shown, seen, 500);
+    for (int i = 0; i < 20 && !ended; ++i) {
+      if (write(master, "\x15\x04", 2) < 0) break;
+      ended = wait_for("", master, shown, seen, 500);
+    }
+    if (!ended) kill(child, SIGKILL);
     int status = 0;
     waitpid(child, &status, 0);
     close(master);
@@ -319,19 +327,19 @@ class Terminal : public Shell {
   int exit_ = -1;
 
  private:
-  // Reads until a text was shown behind what was seen before, or to the end.
-  static void wait_for(const std::string &text, int master, std::string &shown, size_t &seen) {
+  // Reads until a text was shown behind what was seen before, or to the end; false if it takes too long.
+  static bool wait_for(const std::string &text, int master, std::string &shown, size_t &seen, int time = 10000) {
     for (;;) {
       const size_t found = text.empty() ? std::string::npos : shown.find(text, seen);
       if (found != std::string::npos) {
         seen = found + text.size();
-        return;
+        return true;
       }
       pollfd ready = {master, POLLIN, 0};
-      if (poll(&ready, 1, 10000) <= 0) return;
+      if (poll(&ready, 1, time) <= 0) return false;
       char buffer[512];
       const ssize_t count = read(master, buffer, sizeof buffer);
-      if (count <= 0) return;
+      if (count <= 0) return true;
       shown.append(buffer, static_cast<size_t>(count));
     }
   }
