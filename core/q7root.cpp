@@ -15,6 +15,7 @@
 #include "core/registry.hpp"
 #include "core/report.hpp"
 #include "core/root.hpp"
+#include "core/watch.hpp"
 #include "platform/q7platform.h"
 
 namespace {
@@ -134,6 +135,7 @@ inline void q7rt_count(Q7Class *cl, uint32_t by) {
 }
 
 [[gnu::noinline]] uint64_t q7rt_dispose(Q7Object *obj, Q7AltMem *allocator) {
+  q7::object_goes(obj);
   Q7Class *cl = obj->cl;
   q7rt_count(cl, static_cast<uint32_t>(-1));
   if (obj->name) {

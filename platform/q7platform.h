@@ -409,7 +409,7 @@ enum {
   Q7M_DC_POP_ORIGIN = 267043      /**< Back; 0 without a push. */
 };
 /** How deep clipping and origins may be nested. */
-enum { Q7DC_DEPTH = 64 };
+enum { Q7DC_DEPTH = 256 };
 
 /** Attributes that can be set and read on every context that draws. */
 enum {
@@ -444,6 +444,123 @@ enum {
 
 /** How lines are dashed. */
 enum { Q7DASH_SOLID = 0, Q7DASH_DASHED = 1, Q7DASH_DOTTED = 2 };
+
+/* ---- Windows and gadgets: what the library and its clients ask of a layer's classes ---- */
+
+/** Attributes of a window (class 20, superclass the widget class); int32_t, set and got, unless another form is given.
+ * A window that is the child of another one is an area or a pop-up of it. */
+enum {
+  Q7A_WINDOW_KIND = 20500,            /**< What it is for: Q7WINDOW_...; other numbers are the client's. */
+  Q7A_WINDOW_RESIZABLE = 20501,       /**< Boolean: the user may resize it; 1 at creation. */
+  Q7A_WINDOW_INNER_WIDTH = 20510,     /**< get: width inside the border. */
+  Q7A_WINDOW_INNER_HEIGHT = 20511,    /**< get: height inside the border. */
+  Q7A_WINDOW_NO_FOCUS = 20517,        /**< Boolean: showing it leaves the keyboard where it is. */
+  Q7A_WINDOW_MODAL = 20519,           /**< Boolean: the other windows get no input while it is shown. */
+  Q7A_WINDOW_DRAW_CONTEXT = 20523,    /**< get: Q7Object *, the draw context that draws into the window. It is the
+                                         window's, and gone with it. */
+  Q7A_WINDOW_BORDERLESS = 20525,      /**< Boolean: without border and title. */
+  Q7A_WINDOW_LEVEL = 20526,           /**< Q7WINDOW_TOP_LEVEL, Q7WINDOW_DIALOG or Q7WINDOW_INSIDE (its parent). */
+  Q7A_WINDOW_PEN_LINE = 20535,        /**< Pen for lines that are drawn into the window and its pop-ups, */
+  Q7A_WINDOW_PEN_MARKED = 20536,      /**< for the lines among them that are chosen, */
+  Q7A_WINDOW_PEN_TEXT = 20537,        /**< for texts, */
+  Q7A_WINDOW_PEN_MARKED_TEXT = 20538, /**< for chosen texts, */
+  Q7A_WINDOW_PEN_POINTER = 20539,     /**< and for what follows the mouse. */
+  Q7A_WINDOW_FONT = 41513             /**< Q7Object *: the font of its texts (class 11); 11501 and 11504 are its height
+                                         from line to line and its ascent, int32_t, pixels. */
+};
+/** Kinds and levels of a window. */
+enum {
+  Q7WINDOW_KIND_PLAIN = 0,
+  Q7WINDOW_KIND_POPUP = 12,
+  Q7WINDOW_KIND_SEPARATOR = 15,
+  Q7WINDOW_TOP_LEVEL = 0,
+  Q7WINDOW_DIALOG = 1,
+  Q7WINDOW_INSIDE = 2
+};
+
+/** Attributes of the native gadgets (classes 26 and 80, superclass the gadget class); int32_t, set and got, unless
+ * another form is given. A gadget of class 80 shows an image where it has one. */
+enum {
+  Q7A_GADGET_LABEL = 21500, /**< const char *, UTF-8, copied; null for none. get: the gadget's own copy. */
+  /* 21501 is the model, the gadget class's. */
+  Q7A_GADGET_ENABLED = 21502,    /**< Boolean: takes input; 1 at creation. */
+  Q7A_GADGET_LOOK = 21503,       /**< Q7GADGET_..., what it looks and works like. */
+  Q7A_GADGET_TEXT = 21504,       /**< const char *, UTF-8, copied: the text of a field; never null. */
+  Q7A_GADGET_CARET = 21505,      /**< Place in that text, in bytes, in front of which the next character goes. */
+  Q7A_GADGET_HELP = 21506,       /**< Number of a help text; the client's. */
+  Q7A_GADGET_IMAGE = 21507,      /**< Q7Object *, referenced: an icon; null for none. */
+  Q7A_GADGET_TAKES_PART = 21508, /**< Boolean: it is a member of a group (q7mx.h). */
+  Q7A_GADGET_SELECTED = 21509,   /**< Boolean: whether it shows as selected. */
+  Q7A_GADGET_SHORTCUT = 21510,   /**< Character code of the key that presses it, without regard to the case of ASCII
+                                    letters; 0 for none. */
+  Q7A_GADGET_DATA = 21513        /**< 64 bits for the client: the value that a press tells. */
+};
+/** Looks of a native gadget. */
+enum {
+  Q7GADGET_AUTOMATIC = 0, /**< A radio button when it takes part in a group (21508), else a button. A stepping button
+                             (class 827) is a button in both cases. */
+  Q7GADGET_BUTTON = 1,
+  Q7GADGET_TOGGLE = 2, /**< A box with a mark. */
+  Q7GADGET_RADIO = 3,
+  Q7GADGET_FIELD = 4,  /**< A line of text to edit, its label in front of it. */
+  Q7GADGET_NUMBER = 5, /**< The same; the keys up and down step the digit at the caret. */
+  Q7GADGET_LABEL = 6   /**< A text that takes no input. */
+};
+/* What the user does to a gadget comes out as its change notification (method 41003, not quiet): a: 21513 with the
+ * value as data for a press of a button; 21509 with the new state (0 or 1) for a toggle and a radio button, which have
+ * taken that state by then; 21504 with the text (const char *) for a field, when Return ends the input or the keyboard
+ * goes elsewhere behind a change. */
+
+/** What a pointer, a keyboard or a window system tells. */
+typedef struct Q7Event {
+  int32_t kind;       /**< Q7EVENT_... */
+  int32_t button;     /**< Of the pointer: 1 left, 2 middle, 3 right. */
+  uint32_t modifiers; /**< Q7EVENT_SHIFT and so on, added. */
+  int16_t x;          /**< Byte 12. Of the pointer: pixels in the coordinates of who receives the event. */
+  int16_t y;          /**< Byte 14. */
+  int32_t key;        /**< Of the keyboard: Q7KEY_..., or 0 for a character. */
+  int32_t width;      /**< Of a resize: the new size. */
+  int32_t height;
+  int32_t reserved;
+  const char *text; /**< Of the keyboard: the characters it gives, UTF-8; null for none. */
+} Q7Event;
+/** Kinds of events. */
+enum {
+  Q7EVENT_PRESS = 1,
+  Q7EVENT_RELEASE = 2,
+  Q7EVENT_MOTION = 3,
+  Q7EVENT_KEY = 4, /**< A key went down. */
+  Q7EVENT_RESIZE = 5,
+  Q7EVENT_CLOSE = 6 /**< The user wants the window to be closed. */
+};
+/** Modifiers of an event. */
+enum { Q7EVENT_SHIFT = 1, Q7EVENT_CONTROL = 2, Q7EVENT_ALT = 4 };
+/** Keys without a character. */
+enum {
+  Q7KEY_RETURN = 1,
+  Q7KEY_TAB = 2,
+  Q7KEY_BACKSPACE = 3,
+  Q7KEY_DELETE = 4,
+  Q7KEY_LEFT = 5,
+  Q7KEY_RIGHT = 6,
+  Q7KEY_UP = 7,
+  Q7KEY_DOWN = 8,
+  Q7KEY_HOME = 9,
+  Q7KEY_END = 10,
+  Q7KEY_ESCAPE = 11
+};
+
+/** Messages that a layer sends to widgets of every class; the widget class answers 0. */
+enum {
+  Q7M_WIDGET_DRAW = 41010,  /**< a: const Q7Rect *, its place and size, always at (0,0) of the context; slot: draw
+                               context, clipped to it. Draws the widget without its children, which follow. 1 when it
+                               did, 0 when there is nothing of its own to see. */
+  Q7M_WIDGET_EVENT = 41011, /**< Slot: const Q7Event *, coordinates its own: a pointer or key event. 1 when the widget
+                               takes it; else its parent is asked. Who takes a press also gets the motion and the
+                               release that follow, wherever the pointer is. */
+  Q7M_WIDGET_FOCUS = 41012  /**< Slot: 1: it gets the keyboard, 0: it loses it. 1 when it can use the keyboard; else it
+                               goes nowhere. */
+};
 
 /** Asks for a widget to be drawn again, soon, by the main loop; several requests are joined into one. @return 1; 0 for
  * null and for what is no widget */

@@ -2,9 +2,9 @@
 # Only the missing ones are installed, as root or through sudo; without either, one line names them.
 
 # What a build of everything needs beyond the compiler.
-build_packages="g++ cmake ninja-build ccache pkg-config gettext zlib1g-dev libcurl4-openssl-dev libsqlite3-dev libcairo2-dev libpng-dev libcli11-dev"
+build_packages="g++ cmake ninja-build ccache pkg-config gettext zlib1g-dev libcurl4-openssl-dev libsqlite3-dev libcairo2-dev libfontconfig-dev libfreetype-dev libpng-dev libcli11-dev liblua5.4-dev libedit-dev libtinyobjloader-dev"
 # What the tests need on top of it.
-test_packages="libgtest-dev libgmock-dev locales binutils python3"
+test_packages="libgtest-dev libgmock-dev locales binutils python3 parallel valgrind"
 # What the checks of .ci/run need on top of both.
 check_packages="clang clang-format clang-tidy libclang-rt-14-dev abigail-tools libbenchmark-dev"
 

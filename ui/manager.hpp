@@ -63,28 +63,77 @@ class BusyGuard {
   uint32_t what_;
 };
 
-// The frame of a packer or placer: a reference on the object, and its insets.
-struct Insets {
+// What a packer or placer reads from its frame. All at once: a frame may be a manager with a frame of its own, and two
+// questions at every level would be asked exponentially often.
+struct FrameSize {
   int32_t left, top, right, bottom;
+  int32_t width;  // what its title needs
 };
-inline Insets read_insets(Q7Object *frame) {
-  Insets i = {0, 0, 0, 0};
-  Q7TagItem list[] = {{Q7A_FRAME_LEFT, arg(&i.left)},
-                      {Q7A_FRAME_TOP, arg(&i.top)},
-                      {Q7A_FRAME_RIGHT, arg(&i.right)},
-                      {Q7A_FRAME_BOTTOM, arg(&i.bottom)},
-                      {Q7TAG_END, 0}};
+inline FrameSize ask_frame(Q7Object *frame) {
+  FrameSize f = {};
+  Q7TagItem list[] = {{Q7A_FRAME_LEFT, arg(&f.left)},        {Q7A_FRAME_TOP, arg(&f.top)},
+                      {Q7A_FRAME_RIGHT, arg(&f.right)},      {Q7A_FRAME_BOTTOM, arg(&f.bottom)},
+                      {Q7A_WIDGET_MIN_WIDTH, arg(&f.width)}, {Q7TAG_END, 0}};
   send(frame, Q7M_GET, 0, 0, list);
-  return i;
+  return f;
 }
+
+// Slaves and frames go with the manager that held the last reference on them, their own slaves with them, and so on: a
+// chain of managers would go on one stack. Below the deepest level the releases wait until the outermost one is
+// through. Widgets that dispose of their children count as levels, since managers may lie in between.
+class ReleaseLevel {
+ public:
+  ReleaseLevel() { ++depth_; }
+  ~ReleaseLevel() {
+    if (depth_ == 1) drain();
+    --depth_;
+  }
+  ReleaseLevel(const ReleaseLevel &) = delete;
+  ReleaseLevel &operator=(const ReleaseLevel &) = delete;
+  static bool deep() { return depth_ > Q7_WIDGET_DEEPEST / 2; }
+
+ private:
+  static void drain();
+  static inline int depth_;
+};
+void release_member(Q7Object *obj);
+
+template <class Manager>
+void frame_gone(Weak *link) {
+  auto &m = *reinterpret_cast<Manager *>(reinterpret_cast<char *>(link) - offsetof(Manager, frame_link));
+  m.frame = nullptr;
+  m.left = m.top = m.right = m.bottom = 0;
+}
+// Reads the insets and the width; all 0 without a frame. False when that took the manager away. It happens within a
+// walk, so that frames with frames end where walks do.
+template <class Manager>
+bool read_frame(Manager &m, const Walk &life, int32_t &width) {
+  const FrameSize frame = m.frame && !life.refused() ? ask_frame(m.frame) : FrameSize{};
+  if (!life.valid()) return false;
+  m.left = frame.left;
+  m.top = frame.top;
+  m.right = frame.right;
+  m.bottom = frame.bottom;
+  width = frame.width;
+  return true;
+}
+
 // Old one out, new one in, in this order; setting the same frame again keeps its reference.
-inline void replace_frame(Q7Object *&field, Q7Object *frame) {
-  if (field == frame) return;
-  Q7Object *old = field;
-  field = nullptr;
-  release(old);
-  add_reference(frame);
-  field = frame;
+template <class Manager>
+void set_frame(Manager &m, Q7Object *frame) {
+  const Walk life(m.slaves);
+  if (m.frame != frame) {
+    Q7Object *old = m.frame;
+    weak_drop(m.frame_link);
+    m.frame = nullptr;
+    release_member(old);
+    if (life.valid()) add_reference(frame);
+    if (!life.valid()) return;
+    m.frame = frame;
+    weak_assign(m.frame_link, frame, frame_gone<Manager>);
+  }
+  int32_t width = 0;
+  read_frame(m, life, width);
 }
 
 // Slave records begin with their node and the slave.
@@ -111,6 +160,19 @@ uint64_t ask_nested(Q7List &slaves, uint32_t &busy, uint32_t method, uint64_t a,
     if (answer) return answer;
   }
   return 0;
+}
+
+// Sets the shown state of a manager's frame and slaves but those that are to be skipped.
+template <class Record, class Manager, class Skip>
+void show_members(Manager &m, bool shown, Skip skip) {
+  BusyGuard guard(m.busy, kShowing);
+  if (!guard) return;
+  Walk walk(m.slaves);
+  if (m.frame && !walk.refused()) set_attribute(m.frame, Q7A_WIDGET_SHOWN, shown);
+  while (auto *record = walk.take<Record>()) {
+    if (!skip(*record)) set_attribute(record->slave, Q7A_WIDGET_SHOWN, shown);
+  }
+  if (!walk.valid()) guard.abandon();
 }
 
 // Method 24004 over a list of records.

@@ -80,18 +80,12 @@ void q7pk_slave_gone(q7::Weak *link) {
   q7pk_make_stale(p);
 }
 
-void q7pk_frame_gone(q7::Weak *link) {
-  auto &p = *reinterpret_cast<Packer *>(reinterpret_cast<char *>(link) - offsetof(Packer, frame_link));
-  p.frame = nullptr;
-  p.left = p.top = p.right = p.bottom = 0;
-}
-
 // Takes a record out and gives its slave back.
 Q7_HANDLER void q7pk_release_record(SlaveRecord *record) {
   Q7Object *slave = record->slave;
   q7pk_free_record(record);
   if (q7::is_manager(slave)) q7::set_attribute(slave, Q7A_GMANAGER_MASTER, 0);
-  q7::release(slave);
+  q7::release_member(slave);
 }
 
 void q7pk_read_options(Options &options, Q7TagItem *tags) {
@@ -234,14 +228,6 @@ void q7pk_add_size(Packer &p, const SlaveRecord &record, Aligned &aligned) {
   }
 }
 
-void q7pk_read_frame(Packer &p) {
-  const q7::Insets insets = q7::read_insets(p.frame);
-  p.left = insets.left;
-  p.top = insets.top;
-  p.right = insets.right;
-  p.bottom = insets.bottom;
-}
-
 void q7pk_keep(int32_t &computed, int32_t &kept, int32_t max) {
   if (computed < kept && kept < max) {
     computed = kept;
@@ -258,21 +244,23 @@ Q7_HANDLER bool q7pk_compute_size(Packer &p) {
   p.column = p.row = 0;
   if (p.flags & kHidden) return true;
   Aligned aligned = {0, 0};
-  {
-    q7::Walk walk(p.slaves);
-    while (auto *record = walk.take<SlaveRecord>()) {
-      const SlaveSize size = q7pk_ask_size(record->slave);
-      if (!walk.valid()) {
-        guard.abandon();
-        return false;
-      }
-      if (!walk.stands()) continue;
-      q7pk_note_size(*record, size);
-      q7pk_add_size(p, *record, aligned);
+  q7::Walk walk(p.slaves);
+  while (auto *record = walk.take<SlaveRecord>()) {
+    const SlaveSize size = q7pk_ask_size(record->slave);
+    if (!walk.valid()) {
+      guard.abandon();
+      return false;
     }
+    if (!walk.stands()) continue;
+    q7pk_note_size(*record, size);
+    q7pk_add_size(p, *record, aligned);
   }
+  int32_t frame_width = 0;
   if (p.frame) {
-    q7pk_read_frame(p);
+    if (!q7::read_frame(p, walk, frame_width)) {
+      guard.abandon();
+      return false;
+    }
     p.computed_width = q7::narrow(int64_t{p.computed_width} + p.left + p.right);
     p.computed_height = q7::narrow(int64_t{p.computed_height} + p.top + p.bottom);
   }
@@ -282,7 +270,6 @@ Q7_HANDLER bool q7pk_compute_size(Packer &p) {
   }
   if (p.frame) {
     // A frame's title needs width. Its minimum height is that of an empty frame, which the insets already hold.
-    const auto frame_width = q7::get_attribute<int32_t>(p.frame, Q7A_WIDGET_MIN_WIDTH);
     if (frame_width != 0 && frame_width > p.computed_width) p.computed_width = frame_width;
   }
   return true;
@@ -398,12 +385,16 @@ Q7_HANDLER Offset q7pk_frame_origin(const Packer &p) {
 Q7_HANDLER uint64_t q7pk_layout(Packer &p, Q7Object *self) {
   q7::BusyGuard guard(p.busy, q7::kLayingOut);
   if (!guard || (p.flags & kHidden) || p.width == 0 || p.height == 0) return q7::arg(self);
-  q7::Walk life(p.slaves);
-  if (q7pk_is_stale(p)) q7pk_compute_size(p);
-  if (life.valid() && p.frame) q7pk_place_frame(p);
-  if (!life.valid()) {
-    guard.abandon();
-    return 0;
+  Offset origin = {0, 0};
+  {
+    const q7::Walk life(p.slaves);
+    if (q7pk_is_stale(p)) q7pk_compute_size(p);
+    if (life.valid() && p.frame) q7pk_place_frame(p);
+    if (life.valid()) origin = q7pk_frame_origin(p);
+    if (!life.valid()) {
+      guard.abandon();
+      return 0;
+    }
   }
 
   const int64_t x0 = int64_t{p.x} + p.left, y0 = int64_t{p.y} + p.top;
@@ -416,7 +407,6 @@ Q7_HANDLER uint64_t q7pk_layout(Packer &p, Q7Object *self) {
       ey = std::max<int64_t>((h - (int64_t{p.computed_height} - p.top - p.bottom)) / n, 0);
     }
   }
-  const Offset origin = q7pk_frame_origin(p);
   int64_t x = x0, y = y0;
   q7::Walk walk(p.slaves);
   while (auto *record = walk.take<SlaveRecord>()) {
@@ -475,32 +465,11 @@ Q7_HANDLER Q7Object *q7pk_hit(Packer &p, const Q7Point *point, bool within) {
 // ---- Shown state ----
 
 Q7_HANDLER void q7pk_show(Packer &p, Q7Object *self, bool on) {
-  q7::BusyGuard guard(p.busy, q7::kShowing);
-  if (!guard) return;
-  const uint64_t shown = on && !(p.flags & kHidden) && q7::shown_by_master(self);
-  if (p.frame) q7::set_attribute(p.frame, Q7A_WIDGET_SHOWN, shown);
-  q7::Walk walk(p.slaves);
-  while (auto *record = walk.take<SlaveRecord>()) {
-    q7::set_attribute(record->slave, Q7A_WIDGET_SHOWN, shown);
-    if (!walk.valid()) {
-      guard.abandon();
-      return;
-    }
-  }
+  const bool shown = on && !(p.flags & kHidden) && q7::shown_by_master(self);
+  q7::show_members<SlaveRecord>(p, shown, [](const SlaveRecord &) { return false; });
 }
 
 // ---- Attributes ----
-
-Q7_HANDLER void q7pk_set_frame(Packer &p, Q7Object *frame) {
-  q7::weak_drop(p.frame_link);
-  q7::replace_frame(p.frame, frame);
-  q7::weak_assign(p.frame_link, frame, q7pk_frame_gone);
-  if (frame) {
-    q7pk_read_frame(p);
-  } else {
-    p.left = p.top = p.right = p.bottom = 0;
-  }
-}
 
 void q7pk_set_flag(Packer &p, uint32_t flag, bool on) { p.flags = on ? p.flags | flag : p.flags & ~flag; }
 
@@ -533,7 +502,7 @@ Q7_HANDLER bool q7pk_set_item(Q7Class *cl, Packer &p, Q7Object *self, const Q7Ta
     }
     case Q7A_WIDGET_SHIFT_X: p.shift_x = q7::value<int32_t>(item); return true;
     case Q7A_WIDGET_SHIFT_Y: p.shift_y = q7::value<int32_t>(item); return true;
-    case Q7A_GMANAGER_FRAME: q7pk_set_frame(p, q7::value<Q7Object *>(item)); return true;
+    case Q7A_GMANAGER_FRAME: q7::set_frame(p, q7::value<Q7Object *>(item)); return true;
     case Q7A_GMANAGER_HIDDEN:
       q7pk_set_flag(p, kHidden, q7::flag(item));
       q7pk_show(p, self, !(p.flags & kHidden));
@@ -625,7 +594,7 @@ Q7_HANDLER uint64_t q7pk_dispose(Q7Class *cl, Packer &p, Q7Object *self, uint64_
   q7::weak_drop(p.frame_link);
   Q7Object *frame = p.frame;
   p.frame = nullptr;
-  q7::release(frame);
+  q7::release_member(frame);
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
 }
 

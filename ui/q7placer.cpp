@@ -79,12 +79,6 @@ void q7pl_slave_gone(q7::Weak *link) {
   q7pl_free_record(reinterpret_cast<PlaceRecord *>(reinterpret_cast<char *>(link) - offsetof(PlaceRecord, link)));
 }
 
-void q7pl_frame_gone(q7::Weak *link) {
-  auto &p = *reinterpret_cast<Placer *>(reinterpret_cast<char *>(link) - offsetof(Placer, frame_link));
-  p.frame = nullptr;
-  p.left = p.top = p.right = p.bottom = 0;
-}
-
 Q7_HANDLER void q7pl_send_callback(Q7Object *self, Q7Object *splitter, uint32_t method) {
   Q7TagItem list[] = {
       {Q7A_CALLBACK_OBJECT, q7::arg(self)}, {Q7A_CALLBACK_METHOD, Q7M_PLACER_SPLITTER_DRAGGED}, {Q7TAG_END, 0}};
@@ -96,7 +90,7 @@ Q7_HANDLER void q7pl_release_record(Q7Object *self, PlaceRecord *record) {
   const bool splitter = record->is_splitter != 0;
   q7pl_free_record(record);
   if (splitter) q7pl_send_callback(self, slave, Q7M_WIDGET_REMOVE_CALLBACK);
-  q7::release(slave);
+  q7::release_member(slave);
 }
 
 Q7_HANDLER uint64_t q7pl_add(Q7Class *cl, Placer &p, Q7Object *self, uint64_t a, uint64_t b, Q7TagItem *tags) {
@@ -166,14 +160,6 @@ Q7_HANDLER uint64_t q7pl_replace_placement(Placer &p, Q7Object *self, Q7TagItem 
 }
 
 // ---- Natural size ----
-
-void q7pl_read_frame(Placer &p) {
-  const q7::Insets insets = q7::read_insets(p.frame);
-  p.left = insets.left;
-  p.top = insets.top;
-  p.right = insets.right;
-  p.bottom = insets.bottom;
-}
 
 // Whether the placer, once laid out, gives way beside splitters before it grows.
 struct NoGrow {
@@ -251,15 +237,18 @@ Q7_HANDLER bool q7pl_compute_size(Placer &p) {
     if (!record->has_abs_height) record->abs_height = min_height;
     q7pl_add_size(p, *record, no_grow);
   }
+  int32_t frame_width = 0;
   if (p.frame) {
-    q7pl_read_frame(p);
+    if (!q7::read_frame(p, walk, frame_width)) {
+      guard.abandon();
+      return false;
+    }
     p.natural_width = q7::narrow(int64_t{p.natural_width} + p.left + p.right);
     p.natural_height = q7::narrow(int64_t{p.natural_height} + p.top + p.bottom);
   }
   q7pl_keep(p.keep_size != 0, p.natural_height, p.kept_height);
   q7pl_keep(p.keep_size != 0, p.natural_width, p.kept_width);
   if (p.frame) {
-    const auto frame_width = q7::get_attribute<int32_t>(p.frame, Q7A_WIDGET_MIN_WIDTH);
     if (frame_width != 0 && frame_width > p.natural_width) p.natural_width = frame_width;
   }
   return true;
@@ -322,7 +311,7 @@ Q7_HANDLER uint64_t q7pl_layout(Placer &p, Q7Object *self) {
   int32_t frame_x = 0, frame_y = 0;
   if (p.frame) {
     q7::set_rectangle(p.frame, p.x, p.y, p.width, p.height);
-    if (p.frame) {
+    if (walk.valid() && p.frame) {
       Q7TagItem ask[] = {
           {Q7A_WIDGET_CLIENT_X, q7::arg(&frame_x)}, {Q7A_WIDGET_CLIENT_Y, q7::arg(&frame_y)}, {Q7TAG_END, 0}};
       q7::send(p.frame, Q7M_GET, 0, 0, ask);
@@ -354,34 +343,13 @@ Q7_HANDLER uint64_t q7pl_layout(Placer &p, Q7Object *self) {
 // ---- Shown state ----
 
 Q7_HANDLER void q7pl_show(Placer &p, Q7Object *self, bool on) {
-  q7::BusyGuard guard(p.busy, q7::kShowing);
-  if (!guard) return;
   const bool shown = on && !p.hidden && q7::shown_by_master(self);
-  if (p.frame) q7::set_attribute(p.frame, Q7A_WIDGET_SHOWN, shown);
-  q7::Walk walk(p.slaves);
-  while (auto *record = walk.take<PlaceRecord>()) {
-    // Splitters that are not to be seen are hidden with the rest, but not shown with it.
-    if (shown && record->is_splitter && !p.splitters_shown) continue;
-    q7::set_attribute(record->slave, Q7A_WIDGET_SHOWN, shown);
-    if (!walk.valid()) {
-      guard.abandon();
-      return;
-    }
-  }
+  // Splitters that are not to be seen are hidden with the rest, but not shown with it.
+  q7::show_members<PlaceRecord>(
+      p, shown, [&p, shown](const PlaceRecord &record) { return shown && record.is_splitter && !p.splitters_shown; });
 }
 
 // ---- Attributes ----
-
-Q7_HANDLER void q7pl_set_frame(Placer &p, Q7Object *frame) {
-  q7::weak_drop(p.frame_link);
-  q7::replace_frame(p.frame, frame);
-  q7::weak_assign(p.frame_link, frame, q7pl_frame_gone);
-  if (frame) {
-    q7pl_read_frame(p);
-  } else {
-    p.left = p.top = p.right = p.bottom = 0;
-  }
-}
 
 Q7_HANDLER bool q7pl_set_item(Q7Class *cl, Placer &p, Q7Object *self, const Q7TagItem &item, bool init) {
   // The rectangle and the shown state are kept here and by the widget part; during creation that has got them already.
@@ -399,7 +367,7 @@ Q7_HANDLER bool q7pl_set_item(Q7Class *cl, Placer &p, Q7Object *self, const Q7Ta
       pass_on();
       q7pl_show(p, self, q7::flag(item));
       return true;
-    case Q7A_GMANAGER_FRAME: q7pl_set_frame(p, q7::value<Q7Object *>(item)); return true;
+    case Q7A_GMANAGER_FRAME: q7::set_frame(p, q7::value<Q7Object *>(item)); return true;
     case Q7A_GMANAGER_HIDDEN:
       p.hidden = q7::flag(item);
       q7pl_show(p, self, !p.hidden);
@@ -462,7 +430,7 @@ Q7_HANDLER uint64_t q7pl_dispose(Q7Class *cl, Placer &p, Q7Object *self, uint64_
   q7::weak_drop(p.frame_link);
   Q7Object *frame = p.frame;
   p.frame = nullptr;
-  q7::release(frame);
+  q7::release_member(frame);
   return q7::inherit(cl, self, Q7M_DISPOSE, a, b, tags);
 }
 

@@ -3,13 +3,14 @@
 #include "ui/q7separg.h"
 
 #include "platform/q7platform.h"
+#include "ui/q7dc.h"
 #include "ui/widget.hpp"
 
 namespace {
 
 struct Separator {
   int32_t orientation;          // 41546
-  int32_t x, y, width, height;  // of the last draw request; written by the platform's drawing code
+  int32_t x, y, width, height;  // of the last draw request
 };
 
 constexpr int32_t kMinimum = 3;  // a dark and a light line, and one pixel between
@@ -24,6 +25,25 @@ bool q7sg_orient(Separator &s, const Q7TagItem &item) {
   const bool changed = orientation != s.orientation;
   s.orientation = orientation;
   return changed;
+}
+
+// A shaded and a lit line through the middle, along the orientation.
+uint64_t q7sg_draw(Separator &s, const Q7Rect *rect, Q7Object *dc) {
+  if (!rect || !dc) return 0;
+  s.x = rect->x;
+  s.y = rect->y;
+  s.width = rect->width;
+  s.height = rect->height;
+  const bool across = s.orientation != 0;
+  const int32_t middle = ((across ? s.height : s.width) - 2) / 2;
+  uint64_t drawn = 0;
+  for (int32_t line = 0; line < 2; ++line) {
+    const Q7Rect place =
+        across ? Q7Rect{s.x, s.y + middle + line, s.width, 1} : Q7Rect{s.x + middle + line, s.y, 1, s.height};
+    q7::send(dc, Q7M_DC_SET_PEN, 0, 0, q7::slot(line ? Q7PEN_TOP_SHADOW : Q7PEN_BOTTOM_SHADOW));
+    drawn |= q7::send(dc, Q7M_DC_FILL_RECTANGLE, 0, 0, q7::slot(&place));
+  }
+  return drawn;
 }
 
 uint64_t q7sg_new(Q7Class *cl, Q7Object *receiver, uint64_t a, uint64_t b, Q7TagItem *tags) {
@@ -64,6 +84,8 @@ uint64_t q7sg_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
         }
       });
     case Q7M_WIDGET_STATE: return kState;
+    case Q7M_WIDGET_DRAW:
+      return q7sg_draw(q7::data<Separator>(cl, obj), q7::as<const Q7Rect *>(a), q7::slot_as<Q7Object *>(tags));
     default: return q7::inherit(cl, obj, method, a, b, tags);
   }
 }

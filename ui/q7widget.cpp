@@ -312,7 +312,7 @@ bool q7wg_needs_instance(uint32_t method) {
     case Q7M_WIDGET_ALWAYS:
     case Q7M_WIDGET_RESET_COLORS:
     case Q7M_WIDGET_BRIGHTNESS: return false;
-    default: return method >= Q7M_WIDGET_LAYOUT && method <= Q7M_WIDGET_BRIGHTNESS;
+    default: return method >= Q7M_WIDGET_LAYOUT && method <= Q7M_WIDGET_EACH_CHILD;
   }
 }
 
@@ -390,6 +390,7 @@ uint64_t Q7WidgetDispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t 
     case Q7M_WIDGET_ALWAYS: return 1;
     case Q7M_WIDGET_RESET_COLORS: q7::reset_colors(); return 0;
     case Q7M_WIDGET_BRIGHTNESS: q7::set_brightness(q7::slot_int(tags)); return 0;
+    case Q7M_WIDGET_EACH_CHILD: return q7::each_child(w, obj, q7::as<Q7Object *>(a), q7::as<uint32_t>(b), tags);
     // Hooks of the platform's classes.
     case 41010:
     case 41011:

@@ -11,6 +11,11 @@
  * keeps the child alive, also when the parent held its only reference: the client then owns it with a count of 0.
  * A widget is never made its own parent or the child of one of its descendants; such a set is ignored.
  *
+ * Depth. Messages travel down a tree level by level on the stack, so trees have a deepest level, Q7_WIDGET_DEEPEST: a
+ * child that would lie deeper, or whose own children would, is not added, and "Widgets are nested too deep" is reported
+ * (module q7widget). Layout managers nest that deep as well; a message that meets a deeper one goes no further there,
+ * with the same report.
+ *
  * Everything here belongs to the user-interface thread and takes no lock. */
 #ifndef Q7_UI_Q7WIDGET_H
 #define Q7_UI_Q7WIDGET_H
@@ -108,7 +113,11 @@ enum {
   /** Puts the colour scheme back to the defaults. Result: 0. */
   Q7M_WIDGET_RESET_COLORS = 41037,
   /** Slot: percent: resets the scheme, multiplies each colour by percent / 100 and clips to 0..1. Result: 0. */
-  Q7M_WIDGET_BRIGHTNESS = 41038
+  Q7M_WIDGET_BRIGHTNESS = 41038,
+  /** a: handler object; b: method; slot: argument. The handler receives the method for each child in order: a: the
+   * child; b: this widget; slot: the argument; the first answer of 0 ends the walk. Children may come and go meanwhile.
+   * Result: 1 when all answered non-zero, so also without children; else 0. */
+  Q7M_WIDGET_EACH_CHILD = 41039
   /* 41010 to 41013, 41020, 41021, 41027 to 41029, 41034 and 41035 are hooks for the platform's classes (pointer, keys,
    * focus): a widget that does not implement them answers 0 without a report, so they may be sent to any widget. */
 };
@@ -180,6 +189,10 @@ enum {
   Q7A_WIDGET_INACTIVE_TITLE_COLOR = 41570,
   Q7A_WIDGET_TITLE_TEXT_COLOR = 41571
 };
+
+/** Levels of a tree of widgets, and of layout managers within one another. A level takes less than 1 KiB of stack in
+ * the library's classes. */
+enum { Q7_WIDGET_DEEPEST = 4096 };
 
 /** Registers the class; a second call for the same application answers 1. @return 1, or 0 when refused */
 Q7_API int32_t Q7RegisterWidgetClass(Q7App *app);

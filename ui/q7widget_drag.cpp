@@ -64,6 +64,7 @@ struct Offer {
   const Q7Object *dropped;
   uint32_t method;
   const Offer *outer;
+  int32_t level;
 };
 const Offer *offers;
 
@@ -170,7 +171,12 @@ uint64_t q7::drag_finished(WidgetData &w, Q7Object *self, uint64_t argument) {
 
 uint64_t q7::offer_drop(WidgetData &w, Q7Object *self, uint32_t method, Q7Object *dropped, Q7Point *point) {
   if (q7wd_asked(self, dropped, method)) return 0;
-  const Offer offer = {self, dropped, method, offers};
+  const Offer offer = {self, dropped, method, offers, offers ? offers->level + 1 : 1};
+  // Handlers' parents lead from tree to tree, however many there are.
+  if (offer.level > Q7_WIDGET_DEEPEST) {
+    report_too_deep();
+    return 0;
+  }
   offers = &offer;
   Q7Point origin = {0, 0};
   if (!point) point = &origin;

@@ -1,9 +1,10 @@
 // q7widget, the tree: parent and children, coordinates along the tree, names and paths.
+#include <algorithm>
 #include <cstring>
 
 #include "core/q7root.h"
 #include "core/report.hpp"
-#include "ui/widget.hpp"
+#include "ui/manager.hpp"
 
 namespace {
 
@@ -28,23 +29,80 @@ class Hold {
 // fields do not tell everything about who contains whom.
 bool foreign_children;
 
-bool q7wt_contains(Q7Object *tree, const Q7Object *wanted) {
-  if (tree == wanted) return true;
-  WidgetData *w = q7::widget_data(tree);
-  if (!w) return false;
-  for (Q7Node *node = w->children.head; node->succ; node = node->succ) {
-    if (q7wt_contains(reinterpret_cast<Q7Object *>(node), wanted)) return true;
+// 1 once a widget named a parent that did not list it. From then on the lists do not tell everything either.
+bool unlisted_children;
+
+// The first object of a tree, in the order in which it is searched, for which visit(object, level) is true; the top
+// has level 0. Lists lead from sibling to sibling, so no stack grows with the tree.
+template <class Visit>
+Q7Object *q7wt_first(Q7Object *top, Visit visit) {
+  Q7Object *at = top, *container = nullptr;
+  int32_t level = 0;
+  for (;;) {
+    if (visit(at, level)) return at;
+    const WidgetData *w = q7::widget_data(at);
+    if (w && w->children.head->succ) {
+      container = at;
+      at = reinterpret_cast<Q7Object *>(w->children.head);
+      ++level;
+      continue;
+    }
+    for (;;) {
+      if (at == top) return nullptr;
+      Q7Node *next = reinterpret_cast<Q7Node *>(at)->succ;
+      if (next->succ) {
+        at = reinterpret_cast<Q7Object *>(next);
+        break;
+      }
+      at = container;
+      container = q7::widget_data(at)->listed_in;
+      --level;
+    }
   }
+}
+
+bool q7wt_contains(Q7Object *tree, const Q7Object *wanted) {
+  return q7wt_first(tree, [wanted](const Q7Object *at, int32_t) { return at == wanted; }) != nullptr;
+}
+
+// The levels from an object to the top along one kind of link, itself included; -1 when `stop` is among them.
+int32_t q7wt_levels_up(Q7Object *from, const Q7Object *stop, Q7Object *WidgetData::*link) {
+  int32_t levels = 0;
+  for (; from; ++levels) {
+    if (from == stop) return -1;
+    const WidgetData *w = q7::widget_data(from);
+    from = w ? w->*link : nullptr;
+  }
+  return levels;
+}
+
+int32_t q7wt_levels_below(Q7Object *widget) {
+  int32_t deepest = 0;
+  q7wt_first(widget, [&](Q7Object *, int32_t level) {
+    deepest = std::max(deepest, level);
+    return false;
+  });
+  return deepest;
+}
+
+// Whether a child with all that is below it finds room below that many levels.
+bool q7wt_has_room(int32_t levels_up, Q7Object *child) {
+  WidgetData *c = q7::widget_data(child);
+  // What is noted only ever grows; what took children away again may lie less deep by now.
+  if (c && levels_up + c->levels >= Q7_WIDGET_DEEPEST && !unlisted_children) c->levels = q7wt_levels_below(child);
+  if (levels_up + (c ? c->levels : 0) < Q7_WIDGET_DEEPEST) return true;
+  q7::report_too_deep();
   return false;
 }
 
-bool q7wt_is_ancestor(const Q7Object *candidate, Q7Object *from) {
-  while (from) {
-    if (from == candidate) return true;
-    const WidgetData *w = q7::widget_data(from);
-    from = w ? w->parent : nullptr;
+void q7wt_note_levels(Q7Object *from, Q7Object *child, Q7Object *WidgetData::*link) {
+  const WidgetData *c = q7::widget_data(child);
+  for (int32_t levels = c ? c->levels + 1 : 1; from; ++levels) {
+    WidgetData *w = q7::widget_data(from);
+    if (!w || w->levels >= levels) return;
+    w->levels = levels;
+    from = w->*link;
   }
-  return false;
 }
 
 void q7wt_unlink(Q7Object *child) {
@@ -118,13 +176,7 @@ Q7Object *q7wt_find(Q7Object *widget, const char *path, int &steps_up, bool insi
 }
 
 Q7Object *q7wt_search(Q7Object *widget, const char *name) {
-  if (std::strcmp(q7wt_name(widget), name) == 0) return widget;
-  WidgetData *w = q7::widget_data(widget);
-  if (!w) return nullptr;
-  for (Q7Node *node = w->children.head; node->succ; node = node->succ) {
-    if (Q7Object *found = q7wt_search(reinterpret_cast<Q7Object *>(node), name)) return found;
-  }
-  return nullptr;
+  return q7wt_first(widget, [name](Q7Object *at, int32_t) { return std::strcmp(q7wt_name(at), name) == 0; });
 }
 
 // `length` is what the buffer holds so far; it grows by what is appended.
@@ -144,14 +196,20 @@ bool q7wt_append_names(Q7Object *widget, size_t size, char *buffer, size_t &leng
 
 // ---- Parent and children ----
 
+void q7::report_too_deep() { Q7_REPORT_ERROR(kModule, "Widgets are nested too deep"); }
+
 void q7::set_parent(WidgetData &w, Q7Object *self, Q7Object *parent) {
-  if (parent == w.parent || q7wt_is_ancestor(self, parent)) return;
+  if (parent == w.parent) return;
+  const int32_t levels_up = q7wt_levels_up(parent, self, &WidgetData::parent);
+  if (levels_up < 0 || (parent && !q7wt_has_room(levels_up, self))) return;
   Hold hold(self);
   Q7Object *old = w.parent;
   w.parent_link.assign(w.parent, parent);
+  q7wt_note_levels(parent, self, &WidgetData::parent);
   if (w.extension) set_attribute(w.extension, Q7A_WIDGET_PARENT, arg(parent));
   if (old) send(old, Q7M_WIDGET_CHILD_REMOVED, 0, 0, slot(self));
   if (parent) send(parent, Q7M_WIDGET_CHILD_ADDED, 0, 0, slot(self));
+  if (parent && w.listed_in != parent) unlisted_children = true;
 }
 
 uint64_t q7::child_added(WidgetData &w, Q7Object *self, Q7Object *child) {
@@ -159,15 +217,19 @@ uint64_t q7::child_added(WidgetData &w, Q7Object *self, Q7Object *child) {
   const uint64_t realized = (w.flags & kRealized) != 0;
   if (q7wt_has_child(w, self, child)) return realized;
   WidgetData *c = widget_data(child);
-  if (child == self || q7wt_is_ancestor(child, self)) return realized;
+  if (child == self || q7wt_levels_up(self, child, &WidgetData::parent) < 0) return realized;
   if (!c || c->parent != self) foreign_children = true;
-  if (foreign_children && q7wt_contains(child, self)) return realized;
+  if (foreign_children) {
+    const int32_t levels_up = q7wt_levels_up(self, child, &WidgetData::listed_in);
+    if (levels_up < 0 || q7wt_contains(child, self) || !q7wt_has_room(levels_up, child)) return realized;
+  }
   Hold hold(child);
   // Stands in another widget's list: two lists cannot share a child.
   if (c && c->listed_in) send(c->listed_in, Q7M_WIDGET_CHILD_REMOVED, 0, 0, slot(child));
   if (c && c->listed_in) q7wt_unlink(child);
   send(child, Q7M_ADDTAIL, 0, 0, slot(&w.children));
   if (c) c->listed_link.assign(c->listed_in, self);
+  q7wt_note_levels(self, child, &WidgetData::listed_in);
   add_reference(child);
   return realized;
 }
@@ -180,6 +242,7 @@ uint64_t q7::child_removed(WidgetData &w, Q7Object *self, Q7Object *child) {
 }
 
 void q7::dispose_children(WidgetData &w, Q7Object *self) {
+  const ReleaseLevel level;
   while (w.children.head->succ) {
     auto *child = reinterpret_cast<Q7Object *>(w.children.head);
     add_reference(child);
@@ -198,6 +261,14 @@ uint64_t q7::tell_children(WidgetData &w, Q7Object *self, uint32_t method, uint6
   Walk walk(w.children);
   while (auto *child = walk.take<Q7Object>()) send(child, method, a, b, tags);
   return arg(self);
+}
+
+uint64_t q7::each_child(WidgetData &w, Q7Object *self, Q7Object *handler, uint32_t method, Q7TagItem *argument) {
+  Walk walk(w.children);
+  while (auto *child = walk.take<Q7Object>()) {
+    if (!send(handler, method, arg(child), arg(self), argument)) return 0;
+  }
+  return walk.valid();
 }
 
 uint64_t q7::realize(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {

@@ -1,16 +1,27 @@
 // walk: going through a list whose members receive messages and may, while they are told, leave the list, be freed, or
 // free the list's owner. Every walk under way is known; whoever takes a node out of such a list says so first.
 // User-interface thread only.
+//
+// Messages that travel down a tree walk at every level, each within the one before. A walk that would lie deeper than
+// the deepest level meets nobody and reports: a tree is cut there, and the stack holds.
 #ifndef Q7_UI_WALK_HPP
 #define Q7_UI_WALK_HPP
 
 #include "core/q7lists.h"
+#include "ui/q7widget.h"
 
 namespace q7 {
 
+// Says that widgets are nested too deep (q7widget_tree.cpp).
+void report_too_deep();
+
 class Walk {
  public:
-  explicit Walk(Q7List &list) : list_(&list), next_(list.head), outer_(active_) { active_ = this; }
+  explicit Walk(Q7List &list)
+      : list_(&list), next_(list.head), outer_(active_), level_(outer_ ? outer_->level_ + 1 : 1) {
+    active_ = this;
+    if (refused()) refuse();
+  }
   ~Walk() { active_ = outer_; }
   Walk(const Walk &) = delete;
   Walk &operator=(const Walk &) = delete;
@@ -28,6 +39,8 @@ class Walk {
   }
   // Whether the node taken last still stands in the list.
   bool stands() const { return current_ != nullptr; }
+  // Whether the walk lay too deep to meet anybody.
+  bool refused() const { return level_ > Q7_WIDGET_DEEPEST; }
   // False once the list's owner was freed: the caller must not touch it any more.
   bool valid() const { return list_ != nullptr; }
 
@@ -49,10 +62,20 @@ class Walk {
   }
 
  private:
+  // One report for everything that is refused within one outermost walk.
+  void refuse() {
+    next_ = nullptr;
+    Walk *outermost = outer_;
+    while (outermost->outer_) outermost = outermost->outer_;
+    if (!outermost->reported_) report_too_deep();
+    outermost->reported_ = true;
+  }
   Q7List *list_;
   Q7Node *next_;
   Q7Node *current_ = nullptr;
   Walk *outer_;
+  int level_;
+  bool reported_ = false;
   static inline Walk *active_;
 };
 

@@ -70,6 +70,7 @@ struct WidgetData {
   int32_t value555;               // 41555
   // Not attributes: what keeps the fields above honest.
   Q7Object *listed_in;  // the widget whose children list links this one, or null
+  int32_t levels;       // no fewer than the levels of widgets below this one
   WeakField target_link, parent_link, extension_link, manager_link, listed_link;
 };
 
@@ -141,6 +142,7 @@ uint64_t child_added(WidgetData &w, Q7Object *self, Q7Object *child);
 uint64_t child_removed(WidgetData &w, Q7Object *self, Q7Object *child);
 void dispose_children(WidgetData &w, Q7Object *self);
 void leave_parent_list(WidgetData &w, Q7Object *self);
+uint64_t each_child(WidgetData &w, Q7Object *self, Q7Object *handler, uint32_t method, Q7TagItem *argument);
 uint64_t tell_children(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags);
 uint64_t realize(WidgetData &w, Q7Object *self, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags);
 Q7Object *child_at(WidgetData &w, const Q7Point *point);

@@ -22,10 +22,11 @@ constexpr double kTurn = 2 * 3.14159265358979323846;
 // Cairo counts 24 bits of pixels; what lies far outside of any picture is drawn at its edge.
 double near(int64_t value) { return static_cast<double>(std::clamp<int64_t>(value, -1000000, 1000000)); }
 
-void choose_font(cairo_t *cr, const FontSpec &font) {
-  cairo_select_font_face(cr, font.style & Q7FONT_MONO ? "DejaVu Sans Mono" : "DejaVu Sans",
-                         font.style & Q7FONT_ITALIC ? CAIRO_FONT_SLANT_ITALIC : CAIRO_FONT_SLANT_NORMAL,
-                         font.style & Q7FONT_BOLD ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+// False where the system has no font.
+bool choose_font(cairo_t *cr, const FontSpec &font) {
+  cairo_font_face_t *face = font_face(font.style);
+  if (!face) return false;
+  cairo_set_font_face(cr, face);
   cairo_set_font_size(cr, font.size);
   cairo_font_options_t *options = cairo_font_options_create();
   cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
@@ -33,6 +34,7 @@ void choose_font(cairo_t *cr, const FontSpec &font) {
   cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
   cairo_set_font_options(cr, options);
   cairo_font_options_destroy(options);
+  return true;
 }
 
 void set_color(cairo_t *cr, uint32_t rgb) {
@@ -86,16 +88,24 @@ void draw_text(cairo_t *cr, const Command &c) {
   const auto *text = reinterpret_cast<const char *>(c.byte());
   const double x = near(c.number()[0]);
   const double y = near(c.number()[1]);
-  choose_font(cr, c.ink.font);
-  Q7TextExtents extents;
-  if (c.ink.mode == Q7DC_MODE_OPAQUE && measure_text(c.ink.font, text, &extents)) {
+  Q7TextExtents extents{};
+  const bool readable = choose_font(cr, c.ink.font);
+  const bool measured = measure_text(c.ink.font, text, &extents);
+  const double height = extents.ascent + extents.descent;
+  if (c.ink.mode == Q7DC_MODE_OPAQUE && measured) {
     set_color(cr, c.ink.background);
-    cairo_rectangle(cr, x, y - extents.ascent, extents.width, extents.ascent + extents.descent);
+    cairo_rectangle(cr, x, y - extents.ascent, extents.width, height);
     cairo_fill(cr);
     set_color(cr, c.ink.color);
   }
-  cairo_move_to(cr, x, y);
-  cairo_show_text(cr, text);
+  if (readable) {
+    cairo_move_to(cr, x, y);
+    cairo_show_text(cr, text);
+  } else if (extents.width > 1) {
+    cairo_rectangle(cr, x + 0.5, y - extents.ascent + 0.5, extents.width - 1, height - 1);
+    cairo_set_line_width(cr, 1);
+    cairo_stroke(cr);
+  }
 }
 
 // Cairo wants pixels multiplied by their opacity, in the machine's byte order.
@@ -238,11 +248,16 @@ const char *write_svg(const Record &record, const Canvas &canvas, Buffer &out) {
 bool measure_text(const FontSpec &font, const char *text, Q7TextExtents *extents) {
   cairo_surface_t *surface = cairo_image_surface_create(CAIRO_FORMAT_A8, 1, 1);
   cairo_t *cr = cairo_create(surface);
-  choose_font(cr, font);
   cairo_font_extents_t lines{};
   cairo_text_extents_t measured{};
-  cairo_font_extents(cr, &lines);
-  cairo_text_extents(cr, text, &measured);
+  if (choose_font(cr, font)) {
+    cairo_font_extents(cr, &lines);
+    cairo_text_extents(cr, text, &measured);
+  } else {
+    // What texts of such a size usually measure.
+    for (const char *s = text; *s; ++s) measured.x_advance += (*s & 0xC0) == 0x80 ? 0 : 0.6 * font.size;
+    lines = {0.93 * font.size, 0.24 * font.size, 1.17 * font.size, 0, 0};
+  }
   const bool good = cairo_status(cr) == CAIRO_STATUS_SUCCESS;
   cairo_destroy(cr);
   cairo_surface_destroy(surface);

@@ -519,6 +519,7 @@ bool text_extents(const FontSpec &font, const char *text, Q7TextExtents *extents
   }
   clean_text(clean, text);
   const bool good = measure_text(font, clean, extents);
+  if (!good) Q7P_ERROR(kModule, "A text cannot be measured");
   if (clean != small) Q7FreeMem(clean, size);
   return good;
 }

@@ -18,6 +18,7 @@
 #include "platform/posix/loop.hpp"
 #include "platform/posix/q7posix.h"
 #include "platform/posix/shape.hpp"
+#include "platform/posix/tree.hpp"
 
 using namespace q7posix;
 
@@ -113,6 +114,7 @@ int32_t Q7ProcessEventsA(Q7App *app, uint64_t argument, Q7TagItem *tags) {
     take_wakes();
     bool ran = fire_timers();
     ran = deliver_messages() || ran;
+    ran = draw_windows() || ran;
     // What is still queued when the application ends is run by its deletion.
     if (terminated.load()) break;
     ran = Q7AppDoIdle(app) != 0 || ran;

@@ -4,6 +4,7 @@
 #define Q7_PLATFORM_POSIX_Q7POSIX_H
 
 #include "platform/q7platform.h"
+#include "ui/q7gmanag.h"
 
 Q7_BEGIN_DECLS
 
@@ -70,9 +71,10 @@ typedef struct Q7PortMessage {
  * short that is drawn to for hours. A copy (method 19) holds copies of the commands. Colours are kept with 8 bits a
  * channel.
  *
- * Pictures are drawn by Cairo, texts in "DejaVu Sans" and "DejaVu Sans Mono" (or what the system has instead of them),
- * so the bytes of a picture may differ from one version of Cairo to the next. In an SVG picture, inverted drawing has
- * the inverse of the picture's background as its colour; in a PNG picture it inverts pixels.
+ * Pictures are drawn by Cairo, texts in "DejaVu Sans" and "DejaVu Sans Mono" (or what the system has instead of them;
+ * where it has no font they are boxes of the usual size), so the bytes of a picture may differ from one version of
+ * Cairo to the next. In an SVG picture, inverted drawing has the inverse of the picture's background as its colour; in
+ * a PNG picture it inverts pixels.
  *
  * The text form is the same everywhere, and made for tests. Its first line is "drawing WIDTH HEIGHT #RRGGBB" (the
  * background); then, in the order of drawing, a line for each shape:
@@ -111,35 +113,89 @@ enum { Q7DRAWING_TEXT = 0, Q7DRAWING_SVG = 1, Q7DRAWING_PNG = 2 };
 Q7_API int32_t Q7RegisterDrawingClass(Q7App *app);
 
 /**
- * Window, class 20, superclass the widget class, 41. Attributes 20500 to 20549 are kept as they are set and given back;
- * all are int32_t but the draw context. Windows cannot be copied.
+ * Window, class 20: beside what q7platform.h says. It needs no display: it is drawn into a picture, and its events come
+ * with Q7M_WINDOW_EVENT. Nothing is lost to borders, so the inner size is the size. Attributes 20500 to 20549 that have
+ * no meaning here and there are int32_t that are kept for the client. Windows cannot be copied.
+ *
+ * A window and all in it is drawn when the main loop finds that something asked for it (Q7Refresh, a change of a
+ * gadget, a child that came or went), and whenever its picture is asked for: from back to front the window's own area,
+ * its children in order (method 41010), each moved to its place and clipped to its rectangle, without those that are
+ * not shown; then what was drawn into the window's context. The children of a frame begin at its client area. Geometry
+ * managers and groups are no areas themselves: what is drawn and hit is what they manage.
+ *
+ * The context (20523) is a drawing (class 30) that is made when it is first asked for. The pens 20535 to 20539 are
+ * Q7PEN_FOREGROUND, Q7PEN_ACTIVE_TITLE, Q7PEN_FOREGROUND, Q7PEN_ACTIVE_TITLE and Q7PEN_FOREGROUND at first. A window
+ * that was given no font (41513) has its parent's, and at the top one of its own, made when it is asked for; get
+ * answers null when memory is short.
  */
 enum {
-  Q7A_WINDOW_FIRST = 20500,        /**< First of the attributes that are kept. */
-  Q7A_WINDOW_INNER_WIDTH = 20510,  /**< get: int32_t, width inside the border. */
-  Q7A_WINDOW_INNER_HEIGHT = 20511, /**< get: int32_t. */
-  Q7A_WINDOW_DRAW_CONTEXT = 20523, /**< Q7Object *, not referenced; null until one is set. */
-  Q7A_WINDOW_LAST = 20549,         /**< Last of them. */
-  Q7A_WINDOW_FONT = 41513          /**< Q7Object *, referenced: the font its texts are measured with; null at first. */
+  Q7A_WINDOW_FIRST = 20500,
+  Q7A_WINDOW_TITLE = 20502,   /**< const char *, UTF-8, copied; null for none. */
+  Q7A_WINDOW_CURSOR = 20503,  /**< Q7Object *, referenced: the pointer's shape over it. */
+  Q7A_WINDOW_FOCUS = 20504,   /**< Q7Object *, set and get: the widget that has the keyboard; null for none. */
+  Q7A_WINDOW_CLOSED = 20505,  /**< Boolean: the user has asked for it to be closed. */
+  Q7A_WINDOW_CONTENT = 20512, /**< Q7Object *, referenced: a geometry manager (or a widget) that gets all of the window:
+                                 at each resize and when it is realized it is given the window's size and laid out. A
+                                 window without a size takes the content's natural one when it is realized. */
+  Q7A_WINDOW_PICTURE = 20524, /**< get: Q7Object *: the drawing that the window was drawn into last, the window's own;
+                                 null before. */
+  /* The four below feed an object that is no widget, such as the compass (class 899), with what happens in a window
+   * where no widget takes it: the object receives the method with a: the window, slot: const Q7Event *, coordinates of
+   * the window; a method of 0 is not sent. */
+  Q7A_WINDOW_POINTER_OBJECT = 20540,  /**< Q7Object *, referenced. */
+  Q7A_WINDOW_POINTER_PRESS = 20541,   /**< Method for a press of button 1 (899000 opens a compass), */
+  Q7A_WINDOW_POINTER_MOTION = 20542,  /**< for the motion while it is held down (899003), */
+  Q7A_WINDOW_POINTER_RELEASE = 20543, /**< and for its release (899001). */
+  Q7A_WINDOW_LAST = 20549             /**< Last of the attributes that are kept. */
 };
+/** Messages of a window. */
+enum {
+  Q7M_WINDOW_DRAW = 20000,    /**< Slot: drawing, null for its own (20524): draws the window with all in it. 1; 0,
+                                 reported, when memory is short. */
+  Q7M_WINDOW_PICTURE = 20001, /**< Slot: tags as of Q7M_DRAWING_WRITE: draws the window and writes its picture. 1, or 0
+                                 as that message. */
+  Q7M_WINDOW_EVENT = 20002, /**< Slot: const Q7Event *, coordinates of the window, copied: does what such an event of a
+                               display would do. 1 when somebody took it, else 0; see below. */
+  Q7M_WINDOW_WIDGET_AT = 20003 /**< Slot: const Q7Point *: the innermost shown widget at that place, of several the last
+                                  one; the window itself where there is no other, null outside of it. */
+};
+/* What events do:
+ *  - Press: goes to the innermost widget at that place and, until one takes it (41011), to its parents. A gadget takes
+ *    button 1 and the keyboard; one that is disabled takes it and does nothing. A splitter begins to be dragged. A
+ * canvas (class 264) that does not answer 41011 has all of its pointer events come out as change notifications: a:
+ * 41011, data: const Q7Event *. Where nobody takes it, the window's pointer object gets it.
+ *  - Motion and release: go to who took the press, else motion goes to the widget at that place. A button is pressed
+ * when it is released inside. A splitter that is moved sends itself Q7M_SPLITTER_DRAG.
+ *  - A widget with a drag handler (41531) is dragged from when the pointer goes "DragThreshold" pixels with button 1
+ *    held: it is sent 41014 with the event, and what its handler answers is the object that is dragged (0: none). The
+ *    release asks the widget at that place whether it may be dropped (41016), drops it (41015), and tells the source
+ * how that went (41017 with the answer).
+ *  - Key: goes to the widget that has the keyboard, and to its parents; where nobody takes it, Tab (with shift: back)
+ *    gives the keyboard to the next gadget, and a character presses the gadget that has it as its shortcut (21510).
+ *  - Resize, where 20501 allows it: sets 41503 and 41504, lays out the content, and notifies (41003) with 20510 and the
+ * width as data.
+ *  - Close: sets 20505 and notifies with 20505 and 1 as data; what is closed is up to who hears it.
+ * While another window is modal (20519), realized and shown, all but a resize is refused. A handler may delete the
+ * window or any widget in it. */
 
 /**
  * Frame, class 29, superclass the widget class: gives a geometry manager the insets of what lies inside it. The client
- * area's offset (41509, 41510) is the left and the top inset.
+ * area's offset (41509, 41510) is the left and the top inset, and its children and the points of 41008 and 41009 are
+ * counted from there. The insets (41522 left, 41523 top, 41524 right, 41525 bottom; ui/q7gmanag.h) are int32_t,
+ * Q7FRAME_DEFAULT_INSET at first.
  */
 enum {
-  Q7A_FRAME_LEFT = 41522,   /**< int32_t, pixels; Q7FRAME_DEFAULT_INSET at first, as are the others. */
-  Q7A_FRAME_TOP = 41523,    /**< int32_t */
-  Q7A_FRAME_RIGHT = 41524,  /**< int32_t */
-  Q7A_FRAME_BOTTOM = 41525, /**< int32_t */
+  Q7A_FRAME_TITLE = 29500, /**< const char *, UTF-8, copied; null for none. Setting one raises a top inset that was not
+                              set to the height of a line. */
   Q7FRAME_DEFAULT_INSET = 2
 };
 
-/** Splitter, class 284, superclass the widget class. */
+/** Splitter, class 284, superclass the widget class: the strip between two panes. It is dragged sideways when it is
+ * higher than wide, else up and down. */
 enum {
   Q7M_SPLITTER_DRAG = 284000,    /**< Slot: int32_t, pixels: the user has dragged it that far. Keeps the distance and
-                                    sends its manager (41543) 25001 with a = 284501, b = the splitter, slot = the
-                                    distance; the manager's answer, the movement applied. */
+                                    notifies (41003, not quiet) with a = 284501 and the distance as data, which a placer
+                                    hears as 25001. 1; what was moved shows in its place afterwards. */
   Q7A_SPLITTER_DISTANCE = 284501 /**< int32_t: the distance of the last drag. */
 };
 

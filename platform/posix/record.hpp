@@ -11,6 +11,8 @@
 #include "core/q7lists.h"
 #include "platform/q7platform.h"
 
+struct _cairo_font_face;
+
 namespace q7posix {
 
 struct FontSpec {
@@ -128,6 +130,8 @@ bool write_text(const Record &record, const Canvas &canvas, Buffer &out);
 const char *write_png(const Record &record, const Canvas &canvas, Buffer &out);
 const char *write_svg(const Record &record, const Canvas &canvas, Buffer &out);
 
+// The face of a style (Q7FONT_...), kept for the process; null when the system has no font.
+_cairo_font_face *font_face(uint32_t style);
 // What a text measures; it is well formed UTF-8. False when the font system fails.
 bool measure_text(const FontSpec &font, const char *text, Q7TextExtents *extents);
 // Copies a text of any bytes so that it is well formed UTF-8 without control characters: what is none becomes "?", a

@@ -1,6 +1,8 @@
 // Tests of what the core promises under threads: reference counts, sending, type ids and tags on many threads at once.
+#include <atomic>
 #include <thread>
 
+#include "core/q7watch.h"
 #include "tests/core/core_test.h"
 
 namespace {
@@ -58,6 +60,41 @@ TEST_F(Threads, SendersOnManyThreadsDoNotShareAnything) {
   for (std::thread &thread : threads) thread.join();
   EXPECT_EQ(right.load(), 40000);
   Q7ObjectDelete(obj);
+}
+
+// A watcher that takes its watch back while the object goes elsewhere: afterwards its data is not touched.
+TEST_F(Threads, AnUnwatchWaitsForTheNoticeThatIsBeingGiven) {
+  for (int round = 0; round < 2000; ++round) {
+    Q7Object *obj = Q7ObjectCreate(0, 0);
+    auto *told = new int(0);
+    Q7ObjectWatch(
+        obj, [](Q7Object *, uint64_t data) { ++*reinterpret_cast<int *>(data); }, reinterpret_cast<uint64_t>(told));
+    const auto function = [](Q7Object *, uint64_t data) { ++*reinterpret_cast<int *>(data); };
+    Q7ObjectWatch(obj, function, reinterpret_cast<uint64_t>(told));
+    std::thread disposer([obj] { Q7ObjectDelete(obj); });
+    const bool taken_back = Q7ObjectUnwatch(obj, function, reinterpret_cast<uint64_t>(told)) != 0;
+    disposer.join();
+    EXPECT_EQ(*told, taken_back ? 1 : 2);
+    delete told;
+  }
+}
+
+TEST_F(Threads, ManyThreadsWatchAndDispose) {
+  std::vector<std::thread> threads;
+  std::atomic<int> notices{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&notices] {
+      for (int i = 0; i < 5000; ++i) {
+        Q7Object *obj = Q7ObjectCreate(0, 0);
+        Q7ObjectWatch(
+            obj, [](Q7Object *, uint64_t data) { ++*reinterpret_cast<std::atomic<int> *>(data); },
+            reinterpret_cast<uint64_t>(&notices));
+        Q7ObjectDelete(obj);
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(notices.load(), 20000);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@ set -u
 root=$1
 status=0
 cd "$root" || exit 1
-for header in core/*.h app/*.h io/*.h math/*.h ui/*.h lang/*.h platform/q7platform.h platform/posix/*.h; do
+for header in core/*.h app/*.h io/*.h math/*.h ui/*.h lang/*.h platform/q7platform.h platform/posix/*.h plugins/*/*.h; do
   [ -f "$header" ] || continue
   "${CC:-cc}" -std=c11 -Wall -Wextra -Wpedantic -Werror -I. -fsyntax-only -x c "$header" || status=1
   "${CXX:-c++}" -std=c++17 -Wall -Wextra -Wpedantic -Werror -I. -fsyntax-only -x c++ "$header" || status=1

@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <regex>
 
 #include "platform/posix/mofile.hpp"
 #include "tests/platform/mini_app.h"
@@ -252,6 +253,40 @@ TEST_F(Catalogues, EveryFailingAllocationGivesNullOrDefaults) {
     std::string text = texts ? texts[0].text : "none";
     EXPECT_TRUE(text == "Eins" || (failed && (text == "Alpha" || text == "none"))) << text;
     Q7AppCloseLocale(app(), texts, 3);
+  }
+}
+
+// The tables of default texts, as they stand in the sources: a module and its keys.
+std::vector<std::pair<std::string, std::string>> texts_of_the_library() {
+  const std::pair<const char *, const char *> tables[] = {{"app/q7appstr.cpp", "q7appstr"},
+                                                          {"core/q7root.cpp", "q7root"},
+                                                          {"io/q7file.cpp", "q7file"},
+                                                          {"io/q7iff.cpp", "q7iff"},
+                                                          {"ui/q7gadget.cpp", "q7gadget"}};
+  std::vector<std::pair<std::string, std::string>> keys;
+  for (auto [file, module] : tables) {
+    const std::string source = read_file(std::filesystem::path(Q7_TEST_SOURCES) / file);
+    static const std::regex row("\\{\"([A-Za-z0-9]+)\", \"[^\n]*\", 0\\},");
+    for (std::sregex_iterator it(source.begin(), source.end(), row), end; it != end; ++it) {
+      const std::string key = (*it)[1];
+      if (key.rfind("Reserved", 0) != 0) keys.emplace_back(module, key);
+    }
+  }
+  return keys;
+}
+
+TEST_F(Catalogues, EveryTextOfTheLibraryIsTranslated) {
+  const auto keys = texts_of_the_library();
+  ASSERT_GE(keys.size(), 11u + 7u + 10u + 4u + 15u);
+  for (const char *language : {"de", "fi"}) {
+    const std::string po = read_file(std::filesystem::path(Q7_TEST_SOURCES) / "platform/posix/po/q7common" /
+                                     (std::string(language) + ".po"));
+    for (const auto &[module, key] : keys) {
+      const std::string entry = "msgctxt \"" + module + "\"\nmsgid \"" + key + "\"\nmsgstr \"";
+      const size_t at = po.find(entry);
+      ASSERT_NE(at, std::string::npos) << language << ": " << module << ", " << key;
+      EXPECT_NE(po[at + entry.size()], '"') << language << ": " << module << ", " << key;
+    }
   }
 }
 

@@ -357,6 +357,23 @@ TEST_F(Drawings, TextsHaveExtents) {
   EXPECT_GT(one.width, 400 * two.width);
 }
 
+TEST_F(Drawings, WithoutAnyFontTextsAreBoxesOfTheUsualSize) {
+  write_file(home() / "fonts.conf", "<?xml version=\"1.0\"?><!DOCTYPE fontconfig SYSTEM \"fonts.dtd\"><fontconfig/>");
+  setenv("FONTCONFIG_FILE", (home() / "fonts.conf").c_str(), 1);
+  Q7TextExtents extents{};
+  EXPECT_EQ(draw(Q7M_DC_TEXT_EXTENTS, word("m\xC3\xA4m"), &extents), 1u);
+  EXPECT_EQ(extents.width, 22);  // three of 0.6 * 12
+  EXPECT_EQ(extents.ascent, 12);
+  EXPECT_EQ(extents.descent, 3);
+  EXPECT_EQ(extents.height, 15);
+  const Q7Point at = {10, 20};
+  EXPECT_EQ(draw(Q7M_DC_TEXT, word("mm"), &at), 1u);
+  EXPECT_EQ(write(dc(), (home() / "box.png").c_str()), 1u);
+  EXPECT_EQ(write(dc(), (home() / "box.svg").c_str()), 1u);
+  EXPECT_THAT(read_file(home() / "box.svg"), ::testing::HasSubstr("M 10.5 8.5 L 24.5 8.5 L 24.5 22.5 L 10.5 22.5"));
+  EXPECT_TRUE(errors().empty());
+}
+
 TEST_F(Drawings, AFontIsReferencedAndUsed) {
   Q7Object *font =
       Q7ObjectCreate(Q7C_FONT, Q7A_FONT_SIZE, uint64_t{20}, Q7A_FONT_STYLE, uint64_t{Q7FONT_BOLD | Q7FONT_MONO}, 0);

@@ -1,4 +1,5 @@
 #include "tests/platform/mini_app.h"
+#include "ui/q7gmanag.h"
 #include "ui/q7widget.h"
 
 using namespace q7test;
@@ -49,6 +50,82 @@ TEST_F(Windows, AWindowKeepsItsAttributes) {
   Q7Get(window, Q7A_WINDOW_DRAW_CONTEXT, word(&context), 0);
   EXPECT_EQ(context, window);
   EXPECT_TRUE(errors().empty());
+  Q7Set(window, Q7A_WINDOW_DRAW_CONTEXT, uint64_t{0}, 0);
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, EveryAttributeOfTheRangeCanBeSetAndRead) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 0);
+  for (uint32_t tag = 20500; tag <= 20549; ++tag) {
+    uint64_t value[2] = {UINT64_C(0xEEEEEEEEEEEEEEEE), UINT64_C(0xEEEEEEEEEEEEEEEE)};
+    EXPECT_EQ(Q7Set(window, tag, uint64_t{0}, 0), 0u) << tag;
+    EXPECT_EQ(Q7Get(window, tag, word(value), 0), 0u) << tag;
+    EXPECT_EQ(value[1], UINT64_C(0xEEEEEEEEEEEEEEEE)) << tag;
+    const bool is_pointer =
+        tag == 20502 || tag == 20503 || tag == 20504 || tag == 20512 || tag == 20523 || tag == 20524 || tag == 20540;
+    EXPECT_EQ(value[0] >> 32, is_pointer ? value[0] >> 32 : 0xEEEEEEEEu) << tag;
+    if (is_pointer && tag != 20523) {
+      EXPECT_EQ(value[0], 0u) << tag;
+    }
+  }
+  EXPECT_TRUE(errors().empty());
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, PensAreGivenByItsParent) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 0);
+  EXPECT_EQ(get_int(window, 20535), Q7PEN_FOREGROUND);
+  EXPECT_EQ(get_int(window, 20536), Q7PEN_ACTIVE_TITLE);
+  EXPECT_EQ(get_int(window, 20539), Q7PEN_FOREGROUND);
+  Q7Set(window, 20536, uint64_t{20}, 0);
+  EXPECT_EQ(get_int(window, 20536), 20);
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, ItsContextIsItsOwnAndHasItsSize) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 41503, uint64_t{120}, 41504, uint64_t{80}, 0);
+  Q7Object *context = nullptr;
+  Q7Get(window, Q7A_WINDOW_DRAW_CONTEXT, word(&context), 0);
+  ASSERT_NE(context, nullptr);
+  EXPECT_EQ(Q7ObjectIsOfKind(context, 267) != 0, true);
+  EXPECT_EQ(get_int(context, Q7A_DC_WIDTH), 120);
+  Q7Set(window, 41503, uint64_t{130}, 0);
+  EXPECT_EQ(get_int(context, Q7A_DC_WIDTH), 130);
+  Q7Object *again = nullptr;
+  Q7Get(window, Q7A_WINDOW_DRAW_CONTEXT, word(&again), 0);
+  EXPECT_EQ(again, context);
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, AFontComesFromTheWindowAround) {
+  Q7RegisterWindowClass(app());
+  Q7Object *top = Q7ObjectCreate(Q7C_WINDOW, 0);
+  Q7Object *inner = Q7ObjectCreate(Q7C_WINDOW, 41500, word(top), 0);
+  Q7Object *font = nullptr;
+  Q7Object *inner_font = nullptr;
+  Q7Get(inner, 41513, word(&inner_font), 0);
+  Q7Get(top, 41513, word(&font), 0);
+  ASSERT_NE(font, nullptr);
+  EXPECT_EQ(inner_font, font);
+  EXPECT_EQ(Q7ObjectIsOfKind(font, 11) != 0, true);
+  Q7Object *own = Q7ObjectCreate(11, 0);
+  Q7Set(inner, 41513, word(own), 0);
+  Q7Get(inner, 41513, word(&inner_font), 0);
+  EXPECT_EQ(inner_font, own);
+  Q7ObjectDelete(top);
+}
+
+TEST_F(Windows, ATitleIsCopied) {
+  Q7RegisterWindowClass(app());
+  char text[] = "Title";
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, Q7A_WINDOW_TITLE, word(text), 0);
+  text[0] = 'X';
+  const char *title = nullptr;
+  Q7Get(window, Q7A_WINDOW_TITLE, word(&title), 0);
+  EXPECT_STREQ(title, "Title");
   Q7ObjectDelete(window);
 }
 
@@ -107,11 +184,38 @@ TEST_F(Windows, AFramesInsetsAreItsClientOffset) {
   Q7ObjectDelete(frame);
 }
 
-TEST_F(Windows, ADraggedSplitterNotifiesItsManager) {
+TEST_F(Windows, AFramesOwnCoordinatesBeginAtItsClientArea) {
+  Q7RegisterWindowClass(app());
+  Q7Object *window = Q7ObjectCreate(Q7C_WINDOW, 0);
+  Q7Object *frame = Q7ObjectCreate(29, 41500, word(window), 41501, uint64_t{10}, 41502, uint64_t{20}, 41522,
+                                   uint64_t{3}, 41523, uint64_t{4}, 0);
+  Q7Object *child = Q7ObjectCreate(41, 41500, word(frame), 41501, uint64_t{5}, 41502, uint64_t{6}, 0);
+  Q7Point point = {1, 1};
+  EXPECT_EQ(child->dispatch(child->cl, child, 41008, 0, 0, reinterpret_cast<Q7TagItem *>(&point)), 1u);
+  EXPECT_EQ(point.x, 1 + 5 + 3 + 10);
+  EXPECT_EQ(point.y, 1 + 6 + 4 + 20);
+  EXPECT_EQ(child->dispatch(child->cl, child, 41009, 0, 0, reinterpret_cast<Q7TagItem *>(&point)), 1u);
+  EXPECT_EQ(point.x, 1);
+  EXPECT_EQ(point.y, 1);
+  Q7ObjectDelete(window);
+}
+
+TEST_F(Windows, AFramesTitleTakesTheHeightOfALine) {
+  Q7RegisterWindowClass(app());
+  Q7Object *frame = Q7ObjectCreate(29, Q7A_FRAME_TITLE, word("Title"), 0);
+  EXPECT_GT(get_int(frame, 41523), 8);
+  Q7Set(frame, Q7A_FRAME_TITLE, uint64_t{0}, 0);
+  EXPECT_EQ(get_int(frame, 41523), 2);
+  Q7Set(frame, 41523, uint64_t{5}, Q7A_FRAME_TITLE, word("Title"), 0);
+  EXPECT_EQ(get_int(frame, 41523), 5);
+  Q7ObjectDelete(frame);
+}
+
+TEST_F(Windows, ADraggedSplitterNotifies) {
   Q7RegisterWindowClass(app());
   static Q7Object *splitter;
   static int32_t asked;
-  // The manager reads the distance from the splitter, as a placer does.
+  // A manager hears of it by its callback and reads the distance from the splitter, as a placer does.
   Q7ClassCreate(
       Q7C_ROOT, 102,
       [](Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) -> uint64_t {
@@ -125,10 +229,11 @@ TEST_F(Windows, ADraggedSplitterNotifiesItsManager) {
       0, 0);
   Q7Object *manager = Q7ObjectCreate(102, 0);
   splitter = Q7ObjectCreate(284, 0);
-  Q7Set(splitter, 41543, word(manager), 0);
+  Q7SendMsg(splitter, Q7M_WIDGET_ADD_CALLBACK, Q7A_CALLBACK_OBJECT, word(manager), Q7A_CALLBACK_METHOD, uint64_t{25001},
+            0);
   EXPECT_EQ(splitter->dispatch(splitter->cl, splitter, 284000, 0, 0,
                                reinterpret_cast<Q7TagItem *>(static_cast<uint64_t>(static_cast<uint32_t>(-7)))),
-            5u);
+            1u);
   EXPECT_EQ(asked, -7);
   Q7ObjectDelete(splitter);
   Q7ObjectDelete(manager);

@@ -130,7 +130,8 @@ void deep_managers(uint32_t clid) {
   EXPECT_EQ(get(outer, 41506), 8);
   set_rect(outer, {0, 0, 50, 60});
   message(outer, 41000);
-  EXPECT_EQ(rect(leaf), (Rect{0, 0, 50, 60}));
+  // Rows fill their row-column across only: one lies beside the other, as wide as its slaves need.
+  EXPECT_EQ(rect(leaf), (Rect{0, 0, clid == 23 ? 7 : 50, 60}));
   set(outer, {{41511, 0}});
   EXPECT_EQ(get(leaf, 41511), 0);
   int32_t flags = -1;
@@ -147,6 +148,126 @@ TEST_F(Lifetime, DeepPackers) {
 TEST_F(Lifetime, DeepPlacers) {
   deep_managers(25);
   EXPECT_EQ(instances(41), 0u);
+}
+TEST_F(Lifetime, DeepRowColumns) {
+  deep_managers(23);
+  EXPECT_EQ(instances(41), 0u);
+}
+
+// ---- Deeper than that: refused with a report, and never a stack that runs over
+
+constexpr int kTooDeep = 100000;
+const std::string kReport = "q7widget: Widgets are nested too deep";
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+TEST_F(Lifetime, AWidgetBelowTheDeepestLevelIsRefused) {
+  Q7Object *top = make(41), *leaf = top;
+  for (int level = 1; level < Q7_WIDGET_DEEPEST; ++level) leaf = make(41, {{41500, num(leaf)}});
+  EXPECT_THAT(reports(), IsEmpty());
+  Q7Object *deeper = make(41, {{41500, num(leaf)}});
+  EXPECT_THAT(reports(), ElementsAre(kReport));
+  EXPECT_EQ(object_of(deeper, 41500), nullptr);
+  // Neither does a tree that is built from below grow higher.
+  Q7Object *higher = make(41);
+  set(top, {{41500, num(higher)}});
+  EXPECT_EQ(object_of(top, 41500), nullptr);
+  EXPECT_EQ(reports().size(), 2u);
+  message(higher, 41004, 0, 0, num(top));
+  EXPECT_EQ(reports().size(), 3u);
+  // What counts is how deep the tree is now, not how deep it was.
+  leaf = object_of(leaf, 41500);
+  set(leaf, {{41500, 0}});
+  Q7ObjectDelete(leaf);
+  set(top, {{41500, num(higher)}});
+  EXPECT_EQ(object_of(top, 41500), higher);
+  EXPECT_EQ(reports().size(), 3u);
+  clear_reports();
+  for (uint32_t method : {41000u, 41006u, 41007u, 41032u}) message(higher, method);
+  set(higher, {{41546, 5}});
+  EXPECT_THAT(reports(), IsEmpty());
+  Q7ObjectDelete(deeper);
+  Q7ObjectDelete(higher);
+  EXPECT_EQ(instances(41), 0u);
+}
+
+TEST_F(Lifetime, AHundredThousandWidgetsMakeNoTreeTooDeep) {
+  std::vector<Q7Object *> all = {make(41)};
+  for (int i = 1; i < kTooDeep / 10; ++i) all.push_back(make(41, {{41500, num(all.back())}}));
+  EXPECT_THAT(reports(), Each(kReport));
+  EXPECT_THAT(reports(), Not(IsEmpty()));
+  for (Q7Object *widget : all) {
+    if (!object_of(widget, 41500)) message(widget, 41000);
+  }
+  std::vector<Q7Object *> tops;
+  for (Q7Object *widget : all) {
+    if (!object_of(widget, 41500)) tops.push_back(widget);
+  }
+  for (Q7Object *widget : tops) Q7ObjectDelete(widget);
+  EXPECT_EQ(instances(41), 0u);
+}
+
+// A chain of managers, or what make_next gives below one; everything that travels down it.
+template <class Next>
+void use_and_tear_down(Q7Object *outer, Next next) {
+  Q7Object *last = outer;
+  for (int i = 0; i < kTooDeep; ++i) last = next(last, i);
+  set_rect(outer, {0, 0, 50, 60});
+  get(outer, 41505);
+  message(outer, 41000);
+  set(outer, {{41511, 0}});
+  set(outer, {{41511, 1}});
+  set(outer, {{41507, 9}, {41508, 9}});
+  int32_t flags = -1;
+  Q7Object *stranger = make(41);
+  EXPECT_EQ(list_message(outer, 24007, {{24500, num(stranger)}, {22501, num(&flags)}}), 0u);
+  EXPECT_EQ(list_message(outer, 24001, {{24500, num(stranger)}}), 0u);
+  message(outer, 24004);
+  Q7ObjectDelete(stranger);
+  Q7ObjectDelete(outer);
+}
+Q7Object *nest(Q7Object *outer, uint32_t clid) {
+  Q7Object *inner = make(clid, {{23500, 1}});
+  list_message(outer, 24000, {{24500, num(inner)}, {22501, 7}, {25506, 100}, {25507, 100}});
+  return inner;
+}
+
+class TooDeep : public Lifetime, public ::testing::WithParamInterface<uint32_t> {};
+TEST_P(TooDeep, ManagersAreCutAndReleased) {
+  use_and_tear_down(make(GetParam(), {{23500, 1}}), [](Q7Object *outer, int) { return nest(outer, GetParam()); });
+  EXPECT_EQ(instances(41), 0u);
+  EXPECT_THAT(reports(), Not(IsEmpty()));
+  EXPECT_THAT(reports(), ::testing::Contains(kReport));
+}
+INSTANTIATE_TEST_SUITE_P(Classes, TooDeep, ::testing::Values(22u, 25u, 23u));
+
+TEST_F(Lifetime, ManagersOfAllKindsInOneAnotherAreCutAndReleased) {
+  use_and_tear_down(make(22), [](Q7Object *outer, int i) { return nest(outer, i % 3 ? 25 : 22); });
+  EXPECT_EQ(instances(41), 0u);
+  EXPECT_THAT(reports(), ::testing::Contains(kReport));
+}
+
+// Slaves that are plain widgets with a manager as their child: neither kind of link goes deep by itself.
+TEST_F(Lifetime, ManagersAndWidgetsInTurnAreCutAndReleased) {
+  use_and_tear_down(make(22), [](Q7Object *outer, int i) {
+    Q7Object *between = make(41, {{41505, 4}, {41506, 4}});
+    list_message(outer, 24000, {{24500, num(between)}, {22501, 7}});
+    return make(i % 2 ? 22 : 25, {{41500, num(between)}, {41503, 5}, {41504, 5}});
+  });
+  EXPECT_EQ(instances(41), 0u);
+  EXPECT_THAT(reports(), ::testing::Contains(kReport));
+}
+
+TEST_F(Lifetime, FramesThatAreManagersWithFramesAreCutAndReleased) {
+  use_and_tear_down(make(22), [](Q7Object *outer, int i) {
+    Q7Object *frame = make(i % 2 ? 22 : 25);
+    set(outer, {{24501, num(frame)}});
+    return frame;
+  });
+  EXPECT_EQ(instances(41), 0u);
+  EXPECT_THAT(reports(), ::testing::Contains(kReport));
 }
 
 TEST_F(Lifetime, TenThousandSlavesTakeLinearTime) {

@@ -57,6 +57,21 @@ TEST_F(Drag, StartTellsTheHandlerThenTheWidgetItself) {
   Q7ObjectDelete(told);
 }
 
+// Each handler lies in a tree of its own, whose top has the next handler: no tree is deep, the way through them is.
+TEST_F(Drag, DropsThatGoFromTreeToTreeEndWithAReport) {
+  std::vector<Q7Object *> tops;
+  Q7Object *at_widget = w;
+  for (int i = 0; i < 20000; ++i) {
+    Q7Object *other = make(Q7C_WIDGET), *inside = make(Q7C_WIDGET, {{41500, num(other)}});
+    set(at_widget, {{41534, num(inside)}});
+    tops.push_back(other);
+    at_widget = other;
+  }
+  EXPECT_EQ(drop(), 0u);
+  EXPECT_THAT(reports(), ::testing::Contains("q7widget: Widgets are nested too deep"));
+  for (Q7Object *o : tops) Q7ObjectDelete(o);
+}
+
 TEST_F(Drag, FinishedNeedsHandlerAndMethod) {
   EXPECT_EQ(message(w, 41017, 0, 0, 3), 0u);
   set(w, {{41531, num(handler)}, {41533, 7}});

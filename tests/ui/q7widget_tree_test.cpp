@@ -162,6 +162,32 @@ TEST_F(Tree, TheParentMayGoWhileItsChildrenAreTold) {
   EXPECT_EQ(instances(41), 0u);
 }
 
+TEST_F(Tree, EachChildIsToldToAHandlerInOrderUntilItRefuses) {
+  Q7Object *top = named("top");
+  Q7Object *handler = make(kProbeObject);
+  EXPECT_EQ(message(top, 41039, num(handler), 2901001, 5), 1u) << "no children";
+  Q7Object *first = named("first", top), *second = named("second", top);
+  probe(handler).answers[2901001] = 3;
+  EXPECT_EQ(message(top, 41039, num(handler), 2901001, 5), 1u);
+  ASSERT_EQ(probe(handler).messages.size(), 2u);
+  EXPECT_EQ(probe(handler).messages[0].a, num(first));
+  EXPECT_EQ(probe(handler).messages[0].b, num(top));
+  EXPECT_EQ(probe(handler).messages[0].slot, 5u);
+  EXPECT_EQ(probe(handler).messages[1].a, num(second));
+  probe(handler).answers[2901002] = 0;
+  EXPECT_EQ(message(top, 41039, num(handler), 2901002, 5), 0u);
+  EXPECT_EQ(probe(handler).messages.size(), 3u) << "the first one ended it";
+  EXPECT_EQ(message(top, 41039, 0, 2901002, 5), 0u);
+  probe(handler).hook = [&](const Message &m) {
+    if (m.method == 2901001 && m.a == num(first)) Q7ObjectDelete(first);
+  };
+  EXPECT_EQ(message(top, 41039, num(handler), 2901001, 5), 1u);
+  EXPECT_EQ(probe(handler).messages.back().a, num(second));
+  EXPECT_EQ(message(&Q7ClassFind(41)->header, 41039, num(handler), 2901001), 0u);
+  Q7ObjectDelete(top);
+  Q7ObjectDelete(handler);
+}
+
 TEST_F(Tree, CoordinatesGoUpAndDown) {
   Q7Object *top = named("top"), *mid = named("mid", top), *leaf = named("leaf", mid);
   set(top, {{41501, 100}, {41502, 200}});

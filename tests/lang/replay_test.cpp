@@ -1,4 +1,4 @@
-// path_replay: runs what the fuzz target of paths has collected through it, in an ordinary build.
+// replay: runs what a fuzz target has collected through it, in an ordinary build.
 #include <fstream>
 #include <iterator>
 #include <string>

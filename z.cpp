@@ -1,0 +1,1 @@
+extern "C" unsigned long v0(const void*,unsigned,unsigned long f){return f;}
