@@ -97,16 +97,21 @@ bool q7::open_connection(Q7Stream &s, const char *host, int32_t port) {
   const int family = s.server && !host ? AF_INET : AF_UNSPEC;
   const Addresses found(host, service, family, s.server ? AI_PASSIVE : 0, timeout);
   errno = found.timed_out() ? ETIMEDOUT : EADDRNOTAVAIL;
-  for (const addrinfo *address = found.first(); address; address = address->ai_next) {
-    Socket made(q7cn_socket(*address));
-    if (!made) continue;
-    setdefsockopts(made.get());
-    const int64_t left = deadline - now_ms();
-    if (s.server ? !q7cn_listen(made, *address) : !q7cn_connect(made, *address, left > 0 ? left : 0)) continue;
-    s.flags |= kStreamSocket;
-    if (!s.server) q7cn_store_peer(s, made.get());
-    s.socket = made.release();
-    return true;
+  // A server listens on the first IPv4 address of its host if there is one: most clients look for it there, and a name
+  // like "localhost" stands for both kinds.
+  for (const bool other : {false, true}) {
+    for (const addrinfo *address = found.first(); address; address = address->ai_next) {
+      if (other != (s.server && address->ai_family != AF_INET)) continue;
+      Socket made(q7cn_socket(*address));
+      if (!made) continue;
+      setdefsockopts(made.get());
+      const int64_t left = deadline - now_ms();
+      if (s.server ? !q7cn_listen(made, *address) : !q7cn_connect(made, *address, left > 0 ? left : 0)) continue;
+      s.flags |= kStreamSocket;
+      if (!s.server) q7cn_store_peer(s, made.get());
+      s.socket = made.release();
+      return true;
+    }
   }
   return false;
 }

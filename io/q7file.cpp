@@ -387,36 +387,53 @@ uint64_t q7fl_accept(Q7Stream &s) {
 
 // ---- Error texts ----
 
+// The conversion that stands at `text`, a "%": formats the argument and answers the characters of the conversion, or 0
+// when it is none that takes a text, an integer or a character.
+size_t q7fl_convert(char *to, size_t room, const char *text, uint64_t argument) {
+  const char *p = text + 1;
+  p += std::strspn(p, "-+ #0");
+  const size_t width = std::strspn(p, "0123456789");
+  p += width;
+  size_t precision = 0;
+  if (*p == '.') precision = std::strspn(++p, "0123456789");
+  p += precision;
+  const char *length = p;
+  p += std::strspn(p, "hljzt");
+  const auto head = static_cast<size_t>(length - text);
+  char form[24];
+  if (!*p || !std::strchr("sdiuxXoc", *p) || width > 3 || precision > 3 || head + 4 > sizeof form) return 0;
+  const bool wide = p != length && *length != 'h' && *p != 's' && *p != 'c';
+  std::memcpy(form, text, head);
+  std::snprintf(form + head, sizeof form - head, "%s%c", wide ? "ll" : "", *p);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  if (*p == 's') {
+    std::snprintf(to, room, form, argument ? q7::as<const char *>(argument) : "");
+  } else if (wide) {
+    std::snprintf(to, room, form, static_cast<unsigned long long>(argument));
+  } else {
+    std::snprintf(to, room, form, static_cast<unsigned>(argument));
+  }
+#pragma GCC diagnostic pop
+  return static_cast<size_t>(p - text) + 1;
+}
+
 // Formats an error text with its one argument. Texts come from whoever registered them, so they are not handed to
-// printf: the first %s, %d, %i, %u, %x or %c takes the argument, "%%" is a percent sign, all else stands as it is.
+// printf: the first conversion takes the argument, "%%" is a percent sign, all else stands as it is.
 void q7fl_format(char *buffer, size_t size, const char *text, uint64_t argument) {
   size_t used = 0;
   bool taken = false;
-  for (; *text && used < size - 1; ++text) {
-    if (*text != '%' || !text[1]) {
-      buffer[used++] = *text;
-      continue;
+  while (*text && used < size - 1) {
+    if (text[0] == '%' && !taken) {
+      if (const size_t read = q7fl_convert(buffer + used, size - used, text, argument)) {
+        used += std::strlen(buffer + used);
+        text += read;
+        taken = true;
+        continue;
+      }
     }
-    const char form = text[1];
-    if (form == '%' || taken || !std::strchr("sdiuxc", form)) {
-      buffer[used++] = '%';
-      text += form == '%';
-      continue;
-    }
-    char *to = buffer + used;
-    const size_t room = size - used;
-    const auto number = q7::as<int32_t>(argument);
-    int length = 0;
-    switch (form) {
-      case 's': length = std::snprintf(to, room, "%s", argument ? q7::as<const char *>(argument) : ""); break;
-      case 'u': length = std::snprintf(to, room, "%u", static_cast<unsigned>(number)); break;
-      case 'x': length = std::snprintf(to, room, "%x", static_cast<unsigned>(number)); break;
-      case 'c': length = std::snprintf(to, room, "%c", number); break;
-      default: length = std::snprintf(to, room, "%d", number); break;
-    }
-    used += std::min(static_cast<size_t>(std::max(length, 0)), room - 1);
-    taken = true;
-    ++text;
+    buffer[used++] = *text;
+    text += text[0] == '%' && text[1] == '%' ? 2 : 1;
   }
   buffer[used] = 0;
 }
@@ -592,6 +609,7 @@ const q7::ClassDef file_class = {.id = Q7C_FILE,
                                  .name = "q7file",
                                  .dispatch = q7fl_dispatch,
                                  .size = sizeof(Q7Stream),
+                                 .version = 0,
                                  .needs = q7fl_register_bases,
                                  .strings = file_strings,
                                  .string_count = q7::kFileStringCount,

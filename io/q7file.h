@@ -28,7 +28,8 @@ enum {
   Q7A_FILE_OPENED_PATH = 5508, /**< Buffer of 256 bytes that receives the path that was opened. */
   Q7A_FILE_DESTINATION = 5509, /**< Argument of formatted read: one destination. */
   Q7A_FILE_HOST = 5510,        /**< Host name or address; makes the object a connection. Null or "": on a server every
-                                    IPv4 address, on a client this machine. */
+                                    IPv4 address, on a client this machine. A server listens on one address of the
+                                    host, an IPv4 one if there is any. */
   Q7A_FILE_PORT = 5511, /**< Port (32-bit); 0 lets a server pick a free one. get: the port bound here (int32_t). */
   Q7A_FILE_CONNECT_TIME = 5512, /**< Seconds that connecting may take; the socket time-out by default. */
   Q7A_FILE_BOUND_PORT = 5513,   /**< Address of an int32_t that receives the port bound on this side. */

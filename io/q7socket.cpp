@@ -74,6 +74,15 @@ Failure q7sk_failed(int64_t deadline) {
   return Failure::kGiveUp;
 }
 
+// Sending has failed: false. A time-out is printed too, the system's own and that of waiting for the peer alike.
+bool q7sk_not_sent() {
+  if (errno != ETIMEDOUT) return false;
+  std::fputs(q7::file_string(q7::kSocketTimeout), stdout);
+  std::fflush(stdout);
+  errno = ETIMEDOUT;
+  return false;
+}
+
 // Sends n bytes; `sent` counts those that went out.
 bool q7sk_send(int32_t socket, const void *data, int32_t n, int32_t &sent) {
   const auto *bytes = static_cast<const char *>(data);
@@ -81,19 +90,14 @@ bool q7sk_send(int32_t socket, const void *data, int32_t n, int32_t &sent) {
   const int64_t timeout = q7::socket_timeout_ms();
   int64_t deadline = q7::now_ms() + timeout;
   while (sent < n) {
-    if (q7::wait_socket(socket, POLLOUT, timeout) != 1) return false;
+    if (q7::wait_socket(socket, POLLOUT, timeout) != 1) return q7sk_not_sent();
     errno = 0;
     const ssize_t moved = send(socket, bytes + sent, static_cast<size_t>(n - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
     if (moved > 0) {
       sent += static_cast<int32_t>(moved);
       deadline = q7::now_ms() + timeout;
-    } else if (moved < 0 && errno == ETIMEDOUT) {
-      std::fputs(q7::file_string(q7::kSocketTimeout), stdout);
-      std::fflush(stdout);
-      errno = ETIMEDOUT;
-      return false;
-    } else if (moved == 0 || q7sk_failed(deadline) == Failure::kGiveUp) {
-      return false;
+    } else if (moved == 0 || errno == ETIMEDOUT || q7sk_failed(deadline) == Failure::kGiveUp) {
+      return q7sk_not_sent();
     }
   }
   return true;

@@ -104,13 +104,15 @@ enum : uint32_t { stream_read_object = 5000, stream_write_object = 5005 };
 Q7App *q7cl_context;
 
 uint64_t q7cl_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
+  if (!obj) return 0;
+  if (obj == &obj->cl->header) {  // there is no colour in a class record
+    if (method == Q7M_NEW) return q7::create<Color>(cl, obj, a, b, tags, q7cl_set);
+    if (method == Q7M_CLASS_FREE && obj == &cl->header) q7cl_context = nullptr;  // the next application registers anew
+    return q7::inherit(cl, obj, method, a, b, tags);
+  }
   switch (method) {
-    case Q7M_NEW: return q7::create<Color>(cl, obj, a, b, tags, q7cl_set);
     case Q7M_SET: return q7::set_attributes<Color>(cl, obj, tags, q7cl_set);
     case Q7M_GET: return q7::get_attributes<Color>(cl, obj, tags, q7cl_get);
-    case Q7M_CLASS_FREE:
-      if (obj == &cl->header) q7cl_context = nullptr;  // the next application registers anew
-      return q7::inherit(cl, obj, method, a, b, tags);
     case stream_read_object:
       if (!q7::inherit(cl, obj, method, a, b, tags)) return 0;
       return static_cast<uint64_t>(Q7ColorRead(&q7::data<Color>(cl, obj).value, q7::slot_as<Q7Object *>(tags)));

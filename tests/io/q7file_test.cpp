@@ -34,6 +34,11 @@ TEST_F(FileTest, ClassRecord) {
   EXPECT_EQ(Q7RegisterFileClass(app()), 1);
 }
 
+TEST_F(FileTest, ClassesGiveNoVersion) {
+  EXPECT_EQ(Q7ClassFind(Q7C_FILE)->version, 0u);
+  EXPECT_EQ(Q7ClassFind(Q7C_IFF)->version, 0u);
+}
+
 TEST_F(FileTest, OpensACatalogueOfTenEntries) {
   EXPECT_THAT(fake::calls("Q7AppOpenLocale"), ::testing::Contains("Q7AppOpenLocale(q7common, q7file, 10)"));
 }
@@ -84,6 +89,27 @@ TEST_F(FileTest, ErrorTextsAreNoFormatsForPrintf) {
   EXPECT_STREQ(buffer, "code -7");
   EXPECT_EQ(send(file, Q7M_FILE_ERROR_TEXT, 127500, arg(buffer), slot(longer.c_str())), 1u);
   EXPECT_EQ(std::strlen(buffer), 511u);
+}
+
+TEST_F(FileTest, ErrorTextsTakeWidthsAndWideNumbers) {
+  Q7Object *database = &Q7ClassFind(Q7C_ERRDB)->header;
+  File file(path("f"), "w");
+  char buffer[512];
+  const auto shown = [&](const char *text, uint64_t argument) {
+    send(database, Q7M_ERRDB_REGISTER, 990003, 0, slot(text));
+    EXPECT_EQ(send(file, Q7M_FILE_ERROR_TEXT, 990003, arg(buffer), slot(argument)), 1u);
+    return std::string(buffer);
+  };
+  EXPECT_EQ(shown("[%5d]", 42), "[   42]");
+  EXPECT_EQ(shown("[%-6s]", arg("ab")), "[ab    ]");
+  EXPECT_EQ(shown("[%.2s]", arg("abc")), "[ab]");
+  EXPECT_EQ(shown("[%08lx]", 0x123456789), "[123456789]");
+  EXPECT_EQ(shown("[%ld] %d", uint64_t(int64_t{-5000000000})), "[-5000000000] %d");
+  EXPECT_EQ(shown("100%% of %c", 'x'), "100% of x");
+  EXPECT_EQ(shown("%f %d", 7), "%f 7");
+  EXPECT_EQ(shown("%", 7), "%");
+  EXPECT_EQ(shown("%9999d", 7), "%9999d");
+  EXPECT_EQ(shown("%.*s", arg("abc")), "%.*s");
 }
 
 TEST_F(FileTest, TimeoutIsAClassAttribute) {

@@ -44,7 +44,9 @@ TEST_F(SocketTest, APeerThatDoesNotReadIsATimeout) {
   const std::string text = noise(Q7SOCKET_BLOCK);
   const auto start = Clock::now();
   bool failed = false;
+  q7test::Capture out(1);
   for (int i = 0; i < 20 && !failed; ++i) failed = write(text) == 0;
+  EXPECT_EQ(out.stop(), "Error: socket timeout");
   EXPECT_TRUE(failed);
   EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 30);
   EXPECT_EQ(error_of(obj()), 5509);

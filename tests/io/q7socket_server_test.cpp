@@ -135,6 +135,18 @@ TEST_F(SocketTest, NamesAndIpv6) {
   EXPECT_STREQ(peer, "::1");
 }
 
+TEST_F(SocketTest, AServerPrefersTheIpv4AddressOfItsHost) {
+  int32_t port = 0;
+  const Tags tags = {{Q7A_FILE_MODE, arg("s")},
+                     {Q7A_FILE_HOST, arg("both.test")},
+                     {Q7A_FILE_PORT, 0},
+                     {Q7A_FILE_BOUND_PORT, arg(&port)}};
+  Object server(Q7C_FILE, tags);
+  ASSERT_NE(server, nullptr);
+  Plain client = Plain::connected(port);
+  EXPECT_EQ(iotest::send(server, Q7M_FILE_ACCEPT), 1u);
+}
+
 TEST_F(SocketTest, ConnectingIsBounded) {
   // A listener whose queue is full answers no further connection.
   Plain full(socket(AF_INET, SOCK_STREAM, 0));

@@ -177,6 +177,7 @@ TEST_F(Transfer, TheClassIsRegisteredAsStated) {
   EXPECT_STREQ(cl->header.name, "q7transf");
   EXPECT_STREQ(cl->organisation, "Karmonic");
   EXPECT_STREQ(cl->module, "q7common");
+  EXPECT_EQ(cl->version, 0u);
   const fake::Live before = fake::live();
   EXPECT_EQ(Q7RegisterTransferClass(app()), 1);
   EXPECT_EQ(fake::live(), before);

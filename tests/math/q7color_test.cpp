@@ -1,6 +1,8 @@
 // Tests of math/q7color.cpp.
 #include "math/q7color.h"
 
+#include <cstring>
+
 #include "tests/core/core_test.h"
 #include "tests/math/math_test.h"
 
@@ -196,6 +198,23 @@ TEST_F(ColorClass, StreamMessagesAskTheSuperclassFirst) {
   EXPECT_EQ(send(obj, 5005, nullptr), 0u);
   cl->superdispatch = root;
   Q7ObjectDelete(obj);
+}
+
+TEST_F(ColorClass, AClassRecordHoldsNoColour) {
+  ASSERT_EQ(Q7RegisterColorClass(&app_), 1);
+  Q7Class *cl = Q7ClassFind(646);
+  const Q7Class before = *cl;
+  const Q7Color color = {1, 2, 3, 4};
+  Q7Color got = {9, 9, 9, 9};
+  Q7TagItem set[2] = {{646500, reinterpret_cast<uint64_t>(&color)}, {0, 0}};
+  Q7TagItem get[2] = {{646500, reinterpret_cast<uint64_t>(&got)}, {0, 0}};
+  send(&cl->header, 4, set);
+  send(&cl->header, 5, get);
+  EXPECT_EQ(std::memcmp(&before, cl, sizeof before), 0);
+  EXPECT_TRUE(q7test::same_bits(got, Q7Color{9, 9, 9, 9}));
+  q7test::Stream stream;
+  EXPECT_EQ(send(&cl->header, 5000, &stream), 0u);
+  EXPECT_EQ(cl->header.dispatch(cl, nullptr, 4, 0, 0, set), 0u);
 }
 
 TEST_F(ColorClass, CreationFailsCleanlyAtEveryAllocation) {
