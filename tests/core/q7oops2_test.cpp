@@ -161,6 +161,21 @@ TEST_F(ClassSettings, EmptyAndBrokenColoursAreIgnored) {
   EXPECT_EQ(settings.place[0], 8);
 }
 
+TEST_F(ClassSettings, WhatAClassAcceptsWithoutAnsweringIsStoredAsPreset) {
+  Q7Class *cl = Q7ClassCreate(
+      0, 100, [](Q7Class *, Q7Object *, uint32_t, uint64_t, uint64_t, Q7TagItem *) { return uint64_t{0}; }, 0, 0);
+  cl->header.name = "lamp";
+  cl->pubattrs = rows_;
+  EXPECT_EQ(Q7ClassWrite(cl), 0);
+  EXPECT_EQ(stored()["Count"], "1234567890");
+  EXPECT_EQ(stored()["Flag"], "1234567890");
+  EXPECT_EQ(stored()["Ratio"], "1.797693135e+308");
+  EXPECT_EQ(stored()["Colour"], "0.7 0.7 1.79769e+308 1.79769e+308");
+  EXPECT_EQ(stored()["Rgb"], "0.7 0.7 1.79769e+308");
+  EXPECT_EQ(stored()["Place"], "1.79769e+308 1.79769e+308 1.79769e+308");
+  EXPECT_EQ(stored().count("Text"), 0u);
+}
+
 TEST_F(ClassSettings, AMissingKeyIsNoError) {
   settings.count = 3;
   Q7Class *cl = create();
