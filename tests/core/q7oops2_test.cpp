@@ -155,7 +155,7 @@ TEST_F(ClassSettings, ARoundTripThroughTheStoreKeepsEverything) {
 TEST_F(ClassSettings, EmptyAndBrokenColoursAreIgnored) {
   settings.colour[0] = 7;
   settings.place[0] = 8;
-  stored() = {{"Colour", ""}, {"Place", "1 nonsense"}};
+  stored() = {{"Colour", ""}, {"Place", "nonsense"}};
   create();
   EXPECT_EQ(settings.colour[0], 7);
   EXPECT_EQ(settings.place[0], 8);
@@ -174,6 +174,18 @@ TEST_F(ClassSettings, WhatAClassAcceptsWithoutAnsweringIsStoredAsPreset) {
   EXPECT_EQ(stored()["Rgb"], "0.7 0.7 1.79769e+308");
   EXPECT_EQ(stored()["Place"], "1.79769e+308 1.79769e+308 1.79769e+308");
   EXPECT_EQ(stored().count("Text"), 0u);
+}
+
+TEST_F(ClassSettings, ChannelsThatAShorterTextLeavesOutAreZero) {
+  settings.colour[3] = 7;
+  settings.place[2] = 8;
+  stored() = {{"Colour", "1 0.5 0.25"}, {"Place", "2 3,5"}};
+  create();
+  EXPECT_EQ(settings.colour[2], 0.25);
+  EXPECT_EQ(settings.colour[3], 0);
+  EXPECT_EQ(settings.place[0], 2);
+  EXPECT_EQ(settings.place[1], 3);
+  EXPECT_EQ(settings.place[2], 0);
 }
 
 TEST_F(ClassSettings, AMissingKeyIsNoError) {
