@@ -43,14 +43,6 @@ bool parse_number(const char *&text, T &value) {
   return true;
 }
 
-// Reads `count` doubles separated by blanks. False, with `values` partly filled, when there are fewer.
-inline bool parse_doubles(const char *text, double *values, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (!parse_number(text, values[i])) return false;
-  }
-  return true;
-}
-
 }  // namespace q7
 
 #endif

@@ -94,8 +94,8 @@ bool q7os_check_versions(const Header &header) {
     const Q7Class *cl = q7os_find(header.ids[i]);
     if (!cl || cl->version >= header.versions[i]) continue;
     Q7_REPORT_ERROR(kModule, "%s '%s', %s (class %d/%s: %d < %d)", q7::root_string(q7::kCannotReadObject), header.name,
-                    q7::root_string(q7::kNeedNewerVersion), static_cast<int>(header.ids[i]), cl->header.name,
-                    static_cast<int>(cl->version), header.versions[i]);
+                    q7::root_string(q7::kNeedNewerVersion), static_cast<int>(header.ids[i]),
+                    q7::class_name(header.ids[i]), static_cast<int>(cl->version), header.versions[i]);
     return false;
   }
   return true;
@@ -112,11 +112,8 @@ void q7os_report_missing(const Header &header) {
 uint64_t q7::save_object(Q7Object *obj, Q7TagItem *tags) {
   auto *stream = as<Q7Object *>(Q7TagVal(tags, Q7A_STREAM, 0));
   if (!stream) return 0;
+  // The limit of a name is the reader's: the writer stores what the object has.
   const char *name = obj->name ? obj->name : "";
-  if (std::strlen(name) >= kMaxName) {
-    Q7_REPORT_ERROR(kModule, "Cannot save object: its name is longer than %d characters", kMaxName - 1);
-    return 0;
-  }
   return q7os_write(stream, kWrite32, obj->clid) && q7os_write_chain(obj, stream) &&
          q7os_write(stream, kWriteText, name);
 }

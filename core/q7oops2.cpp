@@ -34,6 +34,13 @@ int q7st_channels(uint32_t type) {
   }
 }
 
+// Reads numbers until one is missing; answers how many there were.
+int q7st_parse(const char *text, double *values, int count) {
+  int read = 0;
+  while (read < count && q7::parse_number(text, values[read])) ++read;
+  return read;
+}
+
 // A settings key that is open for a scope.
 class Key {
  public:
@@ -95,7 +102,8 @@ void q7st_read_row(Q7Class *cl, const Key &key, const Q7PublicAttribute &row) {
     case Q7TID_RGBA:
     case Q7TID_RGB:
     case Q7TID_VECTOR:
-      if (key.read(row.name, text) && q7::parse_doubles(text, values, q7st_channels(row.type))) {
+      // A text without any number says nothing; channels that a shorter text leaves out are 0.
+      if (key.read(row.name, text) && q7st_parse(text, values, q7st_channels(row.type)) > 0) {
         q7st_class_tag(cl, Q7M_SETCLASSATTRS, row.tag, q7::arg(&values[0]));
       }
       break;
@@ -109,7 +117,7 @@ void q7st_read_row(Q7Class *cl, const Key &key, const Q7PublicAttribute &row) {
 // A row the class does not know class-wide answers non-zero and is left as it is in the store.
 void q7st_write_row(Q7Class *cl, const Key &key, const Q7PublicAttribute &row) {
   char text[kTextSize + 1];
-  double values[4] = {DBL_MAX, 0, 0, 0};
+  double values[4] = {DBL_MAX, DBL_MAX, DBL_MAX, DBL_MAX};
   int32_t integer[2] = {kUnsetInteger, 0};
   const char *string = nullptr;
   switch (row.type) {
@@ -120,10 +128,10 @@ void q7st_write_row(Q7Class *cl, const Key &key, const Q7PublicAttribute &row) {
       break;
     case Q7TID_RGBA:
     case Q7TID_RGB:
-    case Q7TID_VECTOR:
       values[0] = kDefaultColour[0];
       values[1] = kDefaultColour[1];
       [[fallthrough]];
+    case Q7TID_VECTOR:
     case Q7TID_FLOAT:
       if (q7st_class_tag(cl, Q7M_GETCLASSATTRS, row.tag, q7::arg(&values[0]))) return;
       if (q7::print_doubles(text, sizeof text, values, q7st_channels(row.type),

@@ -402,7 +402,7 @@ uint64_t q7rt_release(Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
 }
 
 [[gnu::noinline]] uint64_t q7rt_class_free(Q7Object *receiver) {
-  if (q7rt_class(receiver)->header.clid != Q7C_ROOT || !opened_strings) return 1;
+  if (!q7rt_is_class(receiver) || receiver->clid != Q7C_ROOT || !opened_strings) return 1;
   Q7AppCloseLocale(Q7ApplicationContext, opened_strings, kStringCount);
   opened_strings = nullptr;
   naming_class = naming_method = 0;
@@ -410,10 +410,20 @@ uint64_t q7rt_release(Q7Object *obj, uint64_t a, uint64_t b, Q7TagItem *tags) {
   return 1;
 }
 
+// The naming service; null without one. A service that does not know its own method ends up here again, with the report
+// about that method: while a question is open there is no service.
+thread_local bool asking;
+
+Q7Class *q7rt_naming_service() { return naming_class && !asking ? Q7ClassFind(naming_class) : nullptr; }
+
 // Asks the naming service; null without a service or an answer.
 const char *q7rt_ask_name(uint64_t a, uint64_t b, uint32_t id) {
-  Q7Class *service = naming_class ? Q7ClassFind(naming_class) : nullptr;
-  return q7::as<const char *>(q7::send(service, naming_method, a, b, q7::slot(id)));
+  Q7Class *service = q7rt_naming_service();
+  if (!service) return nullptr;
+  asking = true;
+  const uint64_t name = q7::send(service, naming_method, a, b, q7::slot(id));
+  asking = false;
+  return q7::as<const char *>(name);
 }
 
 [[gnu::noinline]] const char *q7rt_class_name(uint32_t clid) {
@@ -436,7 +446,7 @@ void q7::report_undefined(const Q7Object *obj, uint32_t id, UndefinedKind kind) 
   const uint32_t clid = obj->clid;
   const int clid_text = static_cast<int>(clid);
   const int id_text = static_cast<int>(id);
-  if (!naming_class || !Q7ClassFind(naming_class)) {
+  if (!q7rt_naming_service()) {
     // Without a naming service attributes are called methods too: whoever filters logs by this text counts on one word.
     Q7_REPORT_ERROR(kModule, "%s %d:%d", root_string(kUndefinedMethod), clid_text, id_text);
     return;
@@ -491,7 +501,7 @@ uint64_t Q7RootDispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a,
     case Q7M_LOAD: return q7::arg(q7::load_object(a, q7::as<Q7Object *>(b), tags));
     case Q7M_FORWARD_TO: return q7::send(q7::as<Q7Object *>(a), q7::as<uint32_t>(b), 0, 0, tags);
     case Q7M_FORWARD_TO_CLASS: return q7::send(obj->cl, q7::as<uint32_t>(b), 0, 0, tags);
-    case Q7M_CLASS_FREE: return q7rt_is_class(obj) ? q7rt_class_free(obj) : 0;
+    case Q7M_CLASS_FREE: return q7rt_class_free(obj);
     case Q7M_STRING: return q7rt_string(obj, q7::slot_int(tags));
     case Q7M_ATTRIBUTE_TABLE: return q7::arg(q7rt_nearest_table(obj->cl));
     case Q7M_SETINDEXED:

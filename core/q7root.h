@@ -3,7 +3,7 @@
  *
  * Methods beside those that Q7M_... lists (q7oops.h) and what they take:
  *  - 7 save: tags 517 stream, 551 writer(object, stream, user data), 552 user data. Writes the stream header, then
- * calls the writer. Names of more than 199 characters cannot be read back; saving such an object is refused, reported.
+ * calls the writer. A name of more than 199 characters is saved whole, but loading refuses it.
  *  - 6 read: tags 517 stream, 549 reader(object, stream, user data), 550 user data.
  *  - 14 forward: tags 519 target, 526 method. Without a target the object sends itself the method with the same slot;
  * with one, the target gets the method with the tags 525 = this object, then a link to the received list.

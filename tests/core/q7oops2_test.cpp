@@ -155,10 +155,37 @@ TEST_F(ClassSettings, ARoundTripThroughTheStoreKeepsEverything) {
 TEST_F(ClassSettings, EmptyAndBrokenColoursAreIgnored) {
   settings.colour[0] = 7;
   settings.place[0] = 8;
-  stored() = {{"Colour", ""}, {"Place", "1 nonsense"}};
+  stored() = {{"Colour", ""}, {"Place", "nonsense"}};
   create();
   EXPECT_EQ(settings.colour[0], 7);
   EXPECT_EQ(settings.place[0], 8);
+}
+
+TEST_F(ClassSettings, WhatAClassAcceptsWithoutAnsweringIsStoredAsPreset) {
+  Q7Class *cl = Q7ClassCreate(
+      0, 100, [](Q7Class *, Q7Object *, uint32_t, uint64_t, uint64_t, Q7TagItem *) { return uint64_t{0}; }, 0, 0);
+  cl->header.name = "lamp";
+  cl->pubattrs = rows_;
+  EXPECT_EQ(Q7ClassWrite(cl), 0);
+  EXPECT_EQ(stored()["Count"], "1234567890");
+  EXPECT_EQ(stored()["Flag"], "1234567890");
+  EXPECT_EQ(stored()["Ratio"], "1.797693135e+308");
+  EXPECT_EQ(stored()["Colour"], "0.7 0.7 1.79769e+308 1.79769e+308");
+  EXPECT_EQ(stored()["Rgb"], "0.7 0.7 1.79769e+308");
+  EXPECT_EQ(stored()["Place"], "1.79769e+308 1.79769e+308 1.79769e+308");
+  EXPECT_EQ(stored().count("Text"), 0u);
+}
+
+TEST_F(ClassSettings, ChannelsThatAShorterTextLeavesOutAreZero) {
+  settings.colour[3] = 7;
+  settings.place[2] = 8;
+  stored() = {{"Colour", "1 0.5 0.25"}, {"Place", "2 3,5"}};
+  create();
+  EXPECT_EQ(settings.colour[2], 0.25);
+  EXPECT_EQ(settings.colour[3], 0);
+  EXPECT_EQ(settings.place[0], 2);
+  EXPECT_EQ(settings.place[1], 3);
+  EXPECT_EQ(settings.place[2], 0);
 }
 
 TEST_F(ClassSettings, AMissingKeyIsNoError) {

@@ -122,6 +122,20 @@ TEST_F(Named, TheServiceIsAskedForTheClassThenForTheMember) {
   EXPECT_EQ(asked, (std::vector<std::vector<uint64_t>>{{100, 1, 100}, {100, 2, 41}, {100, 1, 100}, {100, 3, 9999}}));
 }
 
+TEST_F(Named, AServiceThatDoesNotKnowItsMethodIsReportedOnce) {
+  Q7SetClassAttrs(0, uint32_t{Q7CT_NAMING_METHOD}, uint64_t{700008}, 0);
+  EXPECT_STREQ(reinterpret_cast<const char *>(send(Q7ClassFind(0), Q7M_CLASSNAME, 0, 0, slot(4321))), "?");
+  EXPECT_EQ(report_texts(), Texts{"Undefined Method 700:700008"});
+  Q7Get(obj_, 9999u, nullptr, 0);
+  EXPECT_EQ(report_texts().back(), "Undefined Attribute 100:9999");
+}
+
+TEST_F(Root, TheReleaseOfAClassSentToAnObjectDoesNothing) {
+  EXPECT_EQ(send(obj_, Q7M_CLASS_FREE), 1u);
+  EXPECT_STREQ(reinterpret_cast<const char *>(send(Q7ClassFind(0), Q7M_STRING, 0, 0, slot(uint64_t{3}))),
+               "Undefined Method");
+}
+
 TEST_F(Named, ClassNamesForReports) {
   class_text = "Lamp";
   EXPECT_STREQ(reinterpret_cast<const char *>(send(Q7ClassFind(0), Q7M_CLASSNAME, 0, 0, slot(4321))), "Lamp");
