@@ -19,7 +19,7 @@ struct ClassDef {
   const char *name;
   Q7Dispatcher dispatch = nullptr;
   uint32_t size = 0;                    // bytes of instance data
-  uint32_t version = 1;                 // written into object streams
+  uint32_t version = 0;                 // written into object streams
   int32_t (*needs)(Q7App *) = nullptr;  // registers the superclass
   Q7LocaleEntry *strings = nullptr;     // catalogue texts with their defaults
   uint32_t string_count = 0;

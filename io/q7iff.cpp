@@ -432,7 +432,6 @@ const q7::ClassDef iff_class = {.id = Q7C_IFF,
                                 .name = kModule,
                                 .dispatch = q7if_dispatch,
                                 .size = sizeof(Iff),
-                                .version = 0,
                                 .needs = q7if_register_bases,
                                 .strings = iff_strings,
                                 .string_count = kIffStringCount};

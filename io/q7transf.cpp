@@ -387,7 +387,7 @@ uint64_t q7tf_dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, 
 }
 
 constexpr q7::ClassDef transfer_class = {
-    .id = Q7C_TRANSFER, .name = "q7transf", .dispatch = q7tf_dispatch, .size = sizeof(Transfer), .version = 0};
+    .id = Q7C_TRANSFER, .name = "q7transf", .dispatch = q7tf_dispatch, .size = sizeof(Transfer)};
 
 }  // namespace
 
