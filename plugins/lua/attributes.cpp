@@ -696,6 +696,17 @@ void push_rows(lua_State *L, Q7Object *object) {
   lua_remove(L, -2);
 }
 
+void get_rows(lua_State *L, int handle) {
+  const int place = lua_absindex(L, handle);
+  if (lua_getiuservalue(L, place, 1) == LUA_TTABLE) return;
+  lua_pop(L, 1);
+  lua_pushvalue(L, place);
+  push_rows(L, check_object(L, place));
+  lua_pushvalue(L, -1);
+  lua_setiuservalue(L, place, 1);
+  lua_remove(L, -2);
+}
+
 const Q7PublicAttribute *find_row(lua_State *L, int rows, int name) {
   lua_pushvalue(L, name);
   lua_rawget(L, rows);
@@ -728,7 +739,7 @@ void set_attribute(lua_State *L, int owner, const Q7PublicAttribute &row, int va
 }
 
 bool push_member(lua_State *L, int owner, const char *name) {
-  lua_getiuservalue(L, owner, 1);
+  get_rows(L, owner);
   Rows *rows = rows_of(L, lua_gettop(L));
   lua_pop(L, 1);
   reserve_handle(L);
@@ -818,7 +829,7 @@ int set_by_path(lua_State *L) {
 // object:attributes(): an array of rows.
 int list_attributes(lua_State *L) {
   check_object(L, 1);
-  lua_getiuservalue(L, 1, 1);
+  get_rows(L, 1);
   Rows *rows = rows_of(L, lua_gettop(L));
   lua_createtable(L, static_cast<int>(rows->count), 0);
   for (uint32_t i = 0; i < rows->count; ++i) {

@@ -56,7 +56,7 @@ void check_tags(lua_State *L, int table, Q7TagItem *tags) {
 
 // object, table -> sets the attributes that the table names.
 int set_attributes(lua_State *L) {
-  lua_getiuservalue(L, 1, 1);
+  get_rows(L, 1);
   lua_pushnil(L);
   while (lua_next(L, 2)) {
     if (lua_type(L, 4) == LUA_TSTRING && std::strcmp(lua_tostring(L, 4), "Name") != 0) {

@@ -139,7 +139,7 @@ int find_global(lua_State *L) {
   push_object(L, root_object(state_of(L)));
   if (lua_isnil(L, -1)) return 0;
   const int root = lua_gettop(L);
-  lua_getiuservalue(L, root, 1);
+  get_rows(L, root);
   if (const Q7PublicAttribute *row = find_row(L, root + 1, 2)) return push_attribute(L, root, *row);
   return push_member(L, root, lua_tostring(L, 2)) ? 1 : 0;
 }

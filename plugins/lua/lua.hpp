@@ -162,6 +162,9 @@ void open_classes(lua_State *L);
 
 // Pushes the table of an object's public attributes by name (light userdata of rows), which its handle keeps.
 void push_rows(lua_State *L, Q7Object *object);
+// Pushes the rows of the handle at an index, whose object is there. A handle may be met by a finalizer, or after memory
+// ran out, before it has them.
+void get_rows(lua_State *L, int handle);
 // The row of the name at an index in the table at another; null if there is none.
 const Q7PublicAttribute *find_row(lua_State *L, int rows, int name);
 // Pushes an attribute's value; `owner` is the handle's place on the stack.

@@ -87,8 +87,8 @@ int handle_index(lua_State *L) {
   const Handle *handle = test<Handle>(L, 1);
   if (!handle || lua_type(L, 2) != LUA_TSTRING) return 0;
   lua_settop(L, 2);
-  lua_getiuservalue(L, 1, 1);
   if (handle->object) {
+    get_rows(L, 1);
     if (const Q7PublicAttribute *row = find_row(L, 3, 2)) return push_attribute(L, 1, *row);
   }
   lua_pushvalue(L, 2);
@@ -99,7 +99,8 @@ int handle_index(lua_State *L) {
 
 int handle_newindex(lua_State *L) {
   Q7Object *object = check_object(L, 1);
-  lua_getiuservalue(L, 1, 1);
+  get_rows(L, 1);
+  object = check_object(L, 1);
   const Q7PublicAttribute *row = lua_type(L, 2) == LUA_TSTRING ? find_row(L, 4, 2) : nullptr;
   if (!row) {
     const char *title = push_title(L, object);
