@@ -31,6 +31,7 @@ using Compare = int32_t (*)(const char *, const char *);
 int32_t q7ls_compare(const char *a, const char *b) { return std::strcmp(a, b); }
 
 Q7Node *q7ls_find_sorted(const Q7List *list, const char *name, Compare compare) {
+  if (!list) return nullptr;
   if (!name) name = "";
   Q7Node *last = nullptr;
   for (Q7Node *node = list->head; node->succ; node = node->succ) {
@@ -43,6 +44,7 @@ Q7Node *q7ls_find_sorted(const Q7List *list, const char *name, Compare compare) 
 }  // namespace
 
 Q7Node *Q7NewList(Q7List *list) {
+  if (!list) return nullptr;
   list->head = q7ls_tail(list);
   list->tail = nullptr;
   list->tail_pred = q7ls_header(list);
@@ -65,30 +67,37 @@ int32_t Q7IsInList(const Q7List *list, const Q7Node *node) {
 }
 
 Q7Node *Q7Insert(Q7List *list, Q7Node *node, Q7Node *pred) {
+  if (!node || (!list && !pred)) return nullptr;
   if (!pred) pred = q7ls_header(list);
   q7ls_link(node, pred, pred->succ);
   return node->succ;
 }
 
 Q7Node *Q7Remove(Q7Node *node) {
+  if (!node) return nullptr;
   node->pred->succ = node->succ;
   node->succ->pred = node->pred;
   return node;
 }
 
-void Q7AddHead(Q7List *list, Q7Node *node) { q7ls_link(node, q7ls_header(list), list->head); }
+void Q7AddHead(Q7List *list, Q7Node *node) {
+  if (list && node) q7ls_link(node, q7ls_header(list), list->head);
+}
 
-void Q7AddTail(Q7List *list, Q7Node *node) { q7ls_link(node, list->tail_pred, q7ls_tail(list)); }
+void Q7AddTail(Q7List *list, Q7Node *node) {
+  if (list && node) q7ls_link(node, list->tail_pred, q7ls_tail(list));
+}
 
 void Q7AddPri(Q7List *list, Q7Node *node) {
+  if (!list || !node) return;
   Q7Node *next = list->head;
   while (next->succ && next->pri >= node->pri) next = next->succ;
   q7ls_link(node, next->pred, next);
 }
 
-Q7Node *Q7RemHead(Q7List *list) { return list->head->succ ? Q7Remove(list->head) : nullptr; }
+Q7Node *Q7RemHead(Q7List *list) { return list && list->head->succ ? Q7Remove(list->head) : nullptr; }
 
-Q7Node *Q7RemTail(Q7List *list) { return list->tail_pred->pred ? Q7Remove(list->tail_pred) : nullptr; }
+Q7Node *Q7RemTail(Q7List *list) { return list && list->tail_pred->pred ? Q7Remove(list->tail_pred) : nullptr; }
 
 Q7Node *Q7FindName(const Q7List *list, const char *name) { return Q7FindNameAndIndex(list, name, nullptr); }
 
@@ -109,10 +118,12 @@ Q7Node *Q7FindSortedIgnoreCase(const Q7List *list, const char *name) {
   return q7ls_find_sorted(list, name, Q7StrCaseCmp);
 }
 
-void Q7SortedInsert(Q7List *list, Q7Node *node) { Q7Insert(list, node, Q7FindSorted(list, node->name)); }
+void Q7SortedInsert(Q7List *list, Q7Node *node) {
+  if (node) Q7Insert(list, node, Q7FindSorted(list, node->name));
+}
 
 void Q7SortedInsertIgnoreCase(Q7List *list, Q7Node *node) {
-  Q7Insert(list, node, Q7FindSortedIgnoreCase(list, node->name));
+  if (node) Q7Insert(list, node, Q7FindSortedIgnoreCase(list, node->name));
 }
 
 int32_t Q7IndexName(char *name, int32_t index, uint32_t maxlen) {
@@ -130,6 +141,7 @@ int32_t Q7IndexName(char *name, int32_t index, uint32_t maxlen) {
 }
 
 void Q7SortedInsertIndexed(Q7List *list, Q7Node *node, uint32_t maxlen) {
+  if (!node) return;
   // The name of an indexed node is the caller's writable buffer of maxlen + 1 bytes.
   for (int32_t index = 0; Q7FindName(list, node->name); ++index) {
     if (!Q7IndexName(const_cast<char *>(node->name), index, maxlen)) break;

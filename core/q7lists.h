@@ -1,6 +1,6 @@
 /* q7lists: the doubly linked list whose header acts as both sentinel nodes. A structure that is to live in a list
  * begins with a Q7Node; a node is real exactly when its succ is not null (and, against the header, its pred is not
- * null). */
+ * null). Without a list or a node nothing happens and the answer is null. */
 #ifndef Q7_CORE_Q7LISTS_H
 #define Q7_CORE_Q7LISTS_H
 

@@ -93,9 +93,11 @@ bool q7os_check_versions(const Header &header) {
   for (int i = 0; i < header.pairs; ++i) {
     const Q7Class *cl = q7os_find(header.ids[i]);
     if (!cl || cl->version >= header.versions[i]) continue;
+    // The naming service may report too, so it is asked before the position is set.
+    const char *name = q7::class_name(header.ids[i]);
     Q7_REPORT_ERROR(kModule, "%s '%s', %s (class %d/%s: %d < %d)", q7::root_string(q7::kCannotReadObject), header.name,
-                    q7::root_string(q7::kNeedNewerVersion), static_cast<int>(header.ids[i]),
-                    q7::class_name(header.ids[i]), static_cast<int>(cl->version), header.versions[i]);
+                    q7::root_string(q7::kNeedNewerVersion), static_cast<int>(header.ids[i]), name,
+                    static_cast<int>(cl->version), header.versions[i]);
     return false;
   }
   return true;
@@ -103,8 +105,9 @@ bool q7os_check_versions(const Header &header) {
 
 void q7os_report_missing(const Header &header) {
   if (!q7::report_missing_classes()) return;
+  const char *name = q7::class_name(header.clid);
   Q7_REPORT_ERROR(kModule, "%s '%s', %s (%d %s)", q7::root_string(q7::kCannotReadObject), header.name, Q7AppStr(4),
-                  static_cast<int>(header.clid), q7::class_name(header.clid));
+                  static_cast<int>(header.clid), name);
 }
 
 }  // namespace

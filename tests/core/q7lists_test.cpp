@@ -212,4 +212,24 @@ TEST_F(Lists, ADamagedHeaderIsReportedAndStopsTheProcess) {
   EXPECT_DEATH(Q7CheckListValidity(&list_), "");
 }
 
+TEST_F(Lists, NullListsAndNodesChangeNothing) {
+  Q7AddTail(&list_, &a_);
+  EXPECT_EQ(Q7NewList(nullptr), nullptr);
+  EXPECT_EQ(Q7Insert(nullptr, &b_, nullptr), nullptr);
+  EXPECT_EQ(Q7Insert(&list_, nullptr, &a_), nullptr);
+  EXPECT_EQ(Q7Remove(nullptr), nullptr);
+  for (auto *add : {Q7AddHead, Q7AddTail, Q7AddPri, Q7SortedInsert, Q7SortedInsertIgnoreCase}) {
+    add(nullptr, &b_);
+    add(&list_, nullptr);
+  }
+  Q7SortedInsertIndexed(nullptr, &b_, 8);
+  Q7SortedInsertIndexed(&list_, nullptr, 8);
+  EXPECT_EQ(Q7RemHead(nullptr), nullptr);
+  EXPECT_EQ(Q7RemTail(nullptr), nullptr);
+  EXPECT_EQ(Q7FindSorted(nullptr, "a"), nullptr);
+  EXPECT_EQ(Q7FindSortedIgnoreCase(nullptr, "a"), nullptr);
+  EXPECT_EQ(forward(), Nodes{&a_});
+  EXPECT_EQ(b_.succ, nullptr);
+}
+
 }  // namespace
