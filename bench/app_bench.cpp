@@ -88,19 +88,19 @@ int main(int argc, char **argv) {
   target = make(kTargetClass);
   target->dispatch(target->cl, target, Q7M_ADDREF, 0, 0, nullptr);
   // The bars in nanoseconds are those of a machine that takes 227 ns for a peer's message; elsewhere the ratios hold.
-  const int status = q7bench::run(
-      argc, argv,
-      {
-          {"a message queued and run, in batches of 1000", "idle_message", "", 0, kBatch},
-          {"  to GLib's idle source", "idle_message", "peer_glib_idle", 60.0 / 227},
-          {"  to Qt's queued call", "idle_message", "peer_qt_queued_call", 60.0 / 227},
-          {"a call queued and run, in batches of 1000", "idle_call", "", 0, kBatch},
-          {"  to GLib's idle source", "idle_call", "peer_glib_idle", 60.0 / 227},
-          {"  to Qt's queued call", "idle_call", "peer_qt_queued_call", 60.0 / 227},
-          {"a request through an executor and its reply", "executor_request_and_reply", "", 0, kBatch},
-          {"  to QThreadPool without a reply", "executor_request_and_reply", "peer_qt_thread_pool", 1},
-          {"  to GThreadPool without a reply", "executor_request_and_reply", "peer_glib_thread_pool", 0},
-      });
+  const int status =
+      q7bench::run(argc, argv,
+                   {
+                       {"a message queued and run, in batches of 1000", "idle_message", "", 0, kBatch},
+                       {"  to GLib's idle source", "idle_message", "peer_glib_idle", 60.0 / 227},
+                       {"  to Qt's queued call", "idle_message", "peer_qt_queued_call", 60.0 / 227},
+                       {"a call queued and run, in batches of 1000", "idle_call", "", 0, kBatch},
+                       {"  to GLib's idle source", "idle_call", "peer_glib_idle", 60.0 / 227},
+                       {"  to Qt's queued call", "idle_call", "peer_qt_queued_call", 60.0 / 227},
+                       {"a request through an executor and its reply", "executor_request_and_reply", "", 0, kBatch},
+                       {"  to QThreadPool without a reply", "executor_request_and_reply", "peer_qt_thread_pool", 1},
+                       {"  to GThreadPool without a reply", "executor_request_and_reply", "peer_glib_thread_pool", 0},
+                   });
   target->dispatch(target->cl, target, Q7M_RELEASE, 0, 0, nullptr);
   Q7AppDelete(app);
   return status;

@@ -18,6 +18,7 @@
 #include "app/q7async.h"
 #include "core/q7plugin.h"
 #include "core/q7report.h"
+#include "examples/studio/naming.hpp"
 #include "examples/studio/settings.hpp"
 #include "io/q7file.h"
 #include "io/q7iff.h"
@@ -116,7 +117,7 @@ void Session::start(const std::string &plugins) {
   if (!app_) throw failure_of("", Text::kNotStarted);
   open_texts(app_);
   if (!Q7RegisterIFFClass(app_) || !Q7RegisterAsyncExecutorClass(app_) || !Q7RegisterModelClass(app_) ||
-      !register_settings_class(app_)) {
+      !register_settings_class(app_) || !register_naming_class(app_)) {
     throw failure_of("", Text::kNotStarted);
   }
   Q7SetPluginDir(app_, plugins.c_str());
