@@ -1,47 +1,24 @@
-// object: the few lines that every file of the studio needs to talk to objects: messages by direct dispatch, reading
-// one attribute, and an owner that deletes what it holds.
+// object: what every file of the studio needs to talk to objects, and an owner that deletes what it holds.
 #ifndef Q7_STUDIO_OBJECT_HPP
 #define Q7_STUDIO_OBJECT_HPP
 
 #include <cstdint>
 #include <utility>
 
+#include "core/client.hpp"
 #include "core/q7objects.h"
 #include "core/q7oops.h"
 #include "core/q7root.h"
 
 namespace studio {
 
+using q7client::data;
+using q7client::get;
+using q7client::send;
+using q7client::slot;
 template <class T>
 uint64_t word(T *pointer) {
-  return reinterpret_cast<uint64_t>(pointer);
-}
-template <class T>
-Q7TagItem *slot(T value) {
-  return reinterpret_cast<Q7TagItem *>(static_cast<uintptr_t>(value));
-}
-template <class T>
-Q7TagItem *slot(T *pointer) {
-  return reinterpret_cast<Q7TagItem *>(const_cast<void *>(static_cast<const void *>(pointer)));
-}
-
-// A message whose arguments are plain values goes straight to the dispatcher; Q7SendMsg would gather a tag list.
-inline uint64_t send(Q7Object *obj, uint32_t method, uint64_t a = 0, uint64_t b = 0, Q7TagItem *tags = nullptr) {
-  return obj->dispatch(obj->cl, obj, method, a, b, tags);
-}
-
-// Reads one attribute; `value` stays as it is when the object does not know it.
-template <class T>
-T get(Q7Object *obj, uint32_t tag, T value = T()) {
-  Q7TagItem list[2] = {{tag, word(&value)}, {Q7TAG_END, 0}};
-  send(obj, Q7M_GET, 0, 0, list);
-  return value;
-}
-
-// The data of a class of the studio's own.
-template <class T>
-T &data(const Q7Class *cl, Q7Object *obj) {
-  return *reinterpret_cast<T *>(reinterpret_cast<char *>(obj) + cl->ioffset);
+  return q7client::arg(pointer);
 }
 
 // Owns an object: deletes it (Q7ObjectDelete) or, for one that is shared, gives its reference back.

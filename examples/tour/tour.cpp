@@ -21,6 +21,7 @@
 #include "app/q7async.h"
 #include "app/q7errdb.h"
 #include "app/q7idle.h"
+#include "core/client.hpp"
 #include "core/q7lists.h"
 #include "core/q7objects.h"
 #include "core/q7plugin.h"
@@ -59,22 +60,11 @@ bool expect(bool holds, const char *what) {
   return false;
 }
 
+using q7client::send;
+using q7client::slot;
 template <class T>
 uint64_t word(T *pointer) {
-  return reinterpret_cast<uint64_t>(pointer);
-}
-template <class T>
-Q7TagItem *slot(T value) {
-  return reinterpret_cast<Q7TagItem *>(static_cast<uintptr_t>(value));
-}
-template <class T>
-Q7TagItem *slot(T *pointer) {
-  return reinterpret_cast<Q7TagItem *>(const_cast<std::remove_const_t<T> *>(pointer));
-}
-
-// A message whose arguments are plain values: straight to the dispatcher.
-uint64_t send(Q7Object *obj, uint32_t method, uint64_t a = 0, uint64_t b = 0, Q7TagItem *tags = nullptr) {
-  return obj->dispatch(obj->cl, obj, method, a, b, tags);
+  return q7client::arg(pointer);
 }
 
 int report_error(const char *module, int line, const char *text, ...) {

@@ -33,9 +33,7 @@ void sleep_for(timespec rest) {
 
 namespace q7posix {
 
-void claim_main_thread() {
-  claimant.store(&here, std::memory_order_relaxed);
-}
+void claim_main_thread() { claimant.store(&here, std::memory_order_relaxed); }
 
 void release_main_thread() { claimant.store(nullptr, std::memory_order_relaxed); }
 

@@ -211,7 +211,10 @@ void check_doubles(lua_State *L, int index, uint32_t type, const char *name, dou
 const char *check_text(lua_State *L, int index, const char *name) {
   size_t length = 0;
   const char *text = lua_type(L, index) == LUA_TSTRING ? lua_tolstring(L, index, &length) : nullptr;
-  if (!text) luaL_error(L, "%s: a text expected, got %s", name, luaL_typename(L, index));
+  if (!text) {
+    luaL_error(L, "%s: a text expected, got %s", name, luaL_typename(L, index));
+    return "";  // never reached: errors jump
+  }
   if (std::strlen(text) != length) luaL_error(L, "%s: the text holds a zero", name);
   return text;
 }

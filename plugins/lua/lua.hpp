@@ -7,6 +7,7 @@
 #include <lua.hpp>
 #include <type_traits>
 
+#include "core/client.hpp"
 #include "core/q7root.h"
 #include "plugins/lua/q7lua.h"
 
@@ -72,31 +73,14 @@ void call_check(lua_State *L, const Call &call);
 
 // ---- Small things ----
 
-template <class T>
-uint64_t arg(T value) {
-  if constexpr (std::is_pointer_v<T>) {
-    return reinterpret_cast<uint64_t>(value);
-  } else {
-    return static_cast<uint64_t>(value);
-  }
-}
-template <class T>
-Q7TagItem *slot(T value) {
-  return reinterpret_cast<Q7TagItem *>(arg(value));
-}
+using q7client::arg;
+using q7client::data;
+using q7client::inherit;
+using q7client::send;
+using q7client::slot;
 template <class T>
 T pointer(uint64_t value) {
   return reinterpret_cast<T>(value);
-}
-inline uint64_t send(Q7Object *obj, uint32_t method, uint64_t a = 0, uint64_t b = 0, Q7TagItem *tags = nullptr) {
-  return obj && obj->dispatch ? obj->dispatch(obj->cl, obj, method, a, b, tags) : 0;
-}
-inline uint64_t inherit(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
-  return cl->superdispatch ? cl->superdispatch(cl->super, obj, method, a, b, tags) : 0;
-}
-template <class T>
-T &data(const Q7Class *cl, Q7Object *obj) {
-  return *reinterpret_cast<T *>(reinterpret_cast<char *>(obj) + cl->ioffset);
 }
 
 // A full userdata of ours, told by its first word; null for anything else.

@@ -98,9 +98,10 @@ int handle_index(lua_State *L) {
 }
 
 int handle_newindex(lua_State *L) {
-  Q7Object *object = check_object(L, 1);
+  check_object(L, 1);
   get_rows(L, 1);
-  object = check_object(L, 1);
+  // Asking for the rows has run code of the object's class.
+  Q7Object *object = check_object(L, 1);
   const Q7PublicAttribute *row = lua_type(L, 2) == LUA_TSTRING ? find_row(L, 4, 2) : nullptr;
   if (!row) {
     const char *title = push_title(L, object);

@@ -462,7 +462,7 @@ int make_matrix(lua_State *L) {
 }
 
 int make_translation(lua_State *L) {
-  double d[3];
+  double d[3] = {};
   check_numbers(L, d, 3, 3);
   Q7Matrix m;
   Q7MxTranslate(&m, d[0], d[1], d[2]);
@@ -470,7 +470,7 @@ int make_translation(lua_State *L) {
 }
 
 int make_scaling(lua_State *L) {
-  double d[3];
+  double d[3] = {};
   check_numbers(L, d, 3, 3);
   Q7Matrix m;
   Q7MxScale(&m, d[0], d[1], d[2]);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/q7app.h"
+#include "core/client.hpp"
 #include "core/q7objects.h"
 #include "core/q7root.h"
 #include "io/q7file.h"
@@ -28,23 +29,9 @@ inline int keep_error(const char *module, int, const char *text, ...) {
   return 0;
 }
 
-template <class T>
-uint64_t arg([[maybe_unused]] T value) {
-  if constexpr (std::is_null_pointer_v<T>) {
-    return 0;
-  } else if constexpr (std::is_pointer_v<T>) {
-    return reinterpret_cast<uint64_t>(value);
-  } else {
-    return static_cast<uint64_t>(value);
-  }
-}
-template <class T>
-Q7TagItem *slot(T value) {
-  return reinterpret_cast<Q7TagItem *>(arg(value));
-}
-inline uint64_t send(Q7Object *obj, uint32_t method, uint64_t a = 0, uint64_t b = 0, Q7TagItem *tags = nullptr) {
-  return obj->dispatch(obj->cl, obj, method, a, b, tags);
-}
+using q7client::arg;
+using q7client::send;
+using q7client::slot;
 template <class T>
 uint64_t put(Q7Object *obj, uint32_t method, T value) {
   return send(obj, method, 0, 0, slot(value));

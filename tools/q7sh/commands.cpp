@@ -28,7 +28,7 @@ std::string trim(const std::string &text) {
 // Takes the first word off a text.
 std::string take_word(std::string &text) {
   const size_t end = text.find_first_of(" \t");
-  const std::string word = text.substr(0, end);
+  std::string word = text.substr(0, end);
   text = end == std::string::npos ? "" : trim(text.substr(end));
   return word;
 }

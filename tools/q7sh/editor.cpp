@@ -24,7 +24,7 @@ char **complete_word(const char *word, int start, int) {
   rl_attempted_completion_over = 1;  // no file names where there are none
   matches = completing->complete(word, start == 0);
   // A path may go on behind what is completed.
-  rl_completion_append_character = start == 0 ? ' ' : '\0';
+  rl_completion_append_character = start == 0 ? static_cast<int>(' ') : 0;
   return matches.empty() ? nullptr : rl_completion_matches(word, next_match);
 }
 

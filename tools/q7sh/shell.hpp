@@ -7,26 +7,14 @@
 #include <type_traits>
 #include <vector>
 
-#include "core/q7root.h"
+#include "core/client.hpp"
 #include "lang/q7prglng.h"
 
 namespace q7sh {
 
-template <class T>
-uint64_t arg(T value) {
-  if constexpr (std::is_pointer_v<T>) {
-    return reinterpret_cast<uint64_t>(value);
-  } else {
-    return static_cast<uint64_t>(value);
-  }
-}
-template <class T>
-Q7TagItem *slot(T value) {
-  return reinterpret_cast<Q7TagItem *>(arg(value));
-}
-inline uint64_t send(Q7Object *obj, uint32_t method, uint64_t a = 0, uint64_t b = 0, Q7TagItem *tags = nullptr) {
-  return obj && obj->dispatch ? obj->dispatch(obj->cl, obj, method, a, b, tags) : 0;
-}
+using q7client::arg;
+using q7client::send;
+using q7client::slot;
 
 // ---- tree.cpp: the program's own classes ----
 

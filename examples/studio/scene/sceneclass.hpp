@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/client.hpp"
 #include "core/q7oops.h"
 #include "core/q7root.h"
 #include "core/q7typeid.h"
@@ -54,17 +55,10 @@ bool add_class(const ClassDef &def);
 uint64_t dispatch(const ClassDef &def, Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b,
                   Q7TagItem *tags);
 
-inline uint64_t inherit(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint64_t b, Q7TagItem *tags) {
-  return cl->superdispatch(cl->super, obj, method, a, b, tags);
-}
-inline uint64_t send(Q7Object *obj, uint32_t method, uint64_t a = 0, uint64_t b = 0, Q7TagItem *tags = nullptr) {
-  return obj->dispatch(obj->cl, obj, method, a, b, tags);
-}
-
-template <class T>
-T &data(const Q7Class *cl, Q7Object *obj) {
-  return *reinterpret_cast<T *>(reinterpret_cast<char *>(obj) + cl->ioffset);
-}
+using q7client::data;
+using q7client::inherit;
+using q7client::send;
+using q7client::slot;
 // The data of a class further up.
 template <class T>
 T &data_of(uint32_t clid, Q7Object *obj) {
@@ -73,15 +67,7 @@ T &data_of(uint32_t clid, Q7Object *obj) {
 
 template <class T>
 uint64_t word(T *pointer) {
-  return reinterpret_cast<uint64_t>(pointer);
-}
-template <class T>
-Q7TagItem *slot(T value) {
-  return reinterpret_cast<Q7TagItem *>(static_cast<uintptr_t>(value));
-}
-template <class T>
-Q7TagItem *slot(T *pointer) {
-  return reinterpret_cast<Q7TagItem *>(const_cast<void *>(static_cast<const void *>(pointer)));
+  return q7client::arg(pointer);
 }
 
 // Answers a get; true, for handlers.
