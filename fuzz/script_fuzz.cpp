@@ -30,6 +30,7 @@ struct Data {
   Q7List members;
   Q7Object *link;  // not counted
   Q7Object *kept;  // counted
+  bool disposing;
 };
 
 constexpr Q7PublicAttribute row(const char *name, uint32_t tag, uint32_t type, uint32_t flags = 0) {
@@ -104,7 +105,11 @@ uint64_t dispatch(Q7Class *cl, Q7Object *obj, uint32_t method, uint64_t a, uint6
       if (made) Q7NewList(&data(made).members);
       return q7fuzz::arg(made);
     }
-    case Q7M_DISPOSE: dispose_members(data(obj)); return inherit(cl, obj, method, a, b, tags);
+    case Q7M_DISPOSE:
+      // A member that keeps its owner gives the last reference back while the owner is being disposed of.
+      if (std::exchange(data(obj).disposing, true)) return 0;
+      dispose_members(data(obj));
+      return inherit(cl, obj, method, a, b, tags);
     case Q7M_COPY: return 0;
     case Q7M_SET:
     case Q7M_GET: {
