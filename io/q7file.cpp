@@ -264,7 +264,7 @@ uint64_t q7fl_read_counted(Q7Object *self, uint64_t room, char *buffer) {
 
 // ---- Formatted reading ----
 
-// One conversion specification; the text stands behind its "%". Answers how many destinations the format has use for
+// One conversion of the format; the text stands behind its "%". Answers how many destinations the format has use for
 // up to and with this one.
 int q7fl_scan_conversion(const char *&p, int used) {
   int position = 0;
