@@ -213,9 +213,9 @@ int main(int argc, char **argv) {
   folder = argv[1];
   if (argc > 2) format = argv[2];
   // No settings of the user's colours and sizes: a home folder of its own, and no log on the screen.
-  char home[] = "/tmp/q7-pictures-XXXXXX";
-  if (!mkdtemp(home) || !std::freopen("/dev/null", "w", stdout)) return 1;
-  setenv("HOME", home, 1);
+  std::string home = (std::filesystem::temp_directory_path() / "q7-pictures-XXXXXX").string();
+  if (!mkdtemp(home.data()) || !std::freopen("/dev/null", "w", stdout)) return 1;
+  setenv("HOME", home.c_str(), 1);
   const char *locale[1] = {argc > 3 ? argv[3] : "english"};
   int32_t count = 0;
   Q7App *app = Q7AppCreate(&count, nullptr, Q7APP_Locale, word(locale), 0);

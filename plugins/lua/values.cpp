@@ -461,19 +461,13 @@ int make_matrix(lua_State *L) {
   return push_matrix(L, m);
 }
 
-int make_translation(lua_State *L) {
+// A matrix that is made of three numbers.
+template <auto Make>
+int make_of_three(lua_State *L) {
   double d[3] = {};
   check_numbers(L, d, 3, 3);
   Q7Matrix m;
-  Q7MxTranslate(&m, d[0], d[1], d[2]);
-  return push_matrix(L, m);
-}
-
-int make_scaling(lua_State *L) {
-  double d[3] = {};
-  check_numbers(L, d, 3, 3);
-  Q7Matrix m;
-  Q7MxScale(&m, d[0], d[1], d[2]);
+  Make(&m, d[0], d[1], d[2]);
   return push_matrix(L, m);
 }
 
@@ -545,11 +539,16 @@ void open_values(lua_State *L) {
   open_kind(L, kColor, "q7.color", kColorMethods);
   open_kind(L, kQuat, "q7.quat", kQuatMethods);
   open_kind(L, kMatrix, "q7.matrix", kMatrixMethods);
-  constexpr luaL_Reg kFunctions[] = {{"color", make_color},     {"hpb", make_hpb},
-                                     {"hsl", make_hsl},         {"matrix", make_matrix},
-                                     {"quat", make_quat},       {"rotation", make_rotation},
-                                     {"scaling", make_scaling}, {"translation", make_translation},
-                                     {"vector", make_vector},   {"vector4", make_vector4},
+  constexpr luaL_Reg kFunctions[] = {{"color", make_color},
+                                     {"hpb", make_hpb},
+                                     {"hsl", make_hsl},
+                                     {"matrix", make_matrix},
+                                     {"quat", make_quat},
+                                     {"rotation", make_rotation},
+                                     {"scaling", make_of_three<Q7MxScale>},
+                                     {"translation", make_of_three<Q7MxTranslate>},
+                                     {"vector", make_vector},
+                                     {"vector4", make_vector4},
                                      {nullptr, nullptr}};
   luaL_setfuncs(L, kFunctions, 0);
 }
